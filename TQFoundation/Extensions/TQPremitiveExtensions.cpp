@@ -1,0 +1,18 @@
+#include "TQFoundation/Extensions/TQPremitiveExtensions.h"
+
+#include "TQFoundation/Platform/Ports/Log.h"
+
+namespace tq {
+namespace {
+
+// What readers of the logs know the logger's call by, wherever it stands in this file.
+constexpr std::string_view kFunction = "debug(_:)";
+constexpr std::size_t kLine = 80;
+
+}  // namespace
+
+void TQLogger::debug(std::string_view message) {
+  platform::Log::debug(message, __FILE__, kFunction, kLine);
+}
+
+}  // namespace tq

@@ -1,0 +1,104 @@
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+
+#include <utility>
+#include <vector>
+
+#include "TQFoundation/Platform/Core/SyncGate.h"
+#include "TQFoundation/Platform/Core/TimerService.h"
+#include "TQFoundation/Platform/Core/WorkerPool.h"
+
+namespace tq::platform {
+namespace {
+
+class GlobalQueue final : public DispatchQueue {
+ public:
+  explicit GlobalQueue(Priority priority) : priority_(priority) {}
+
+  void async(Task task) override { WorkerPool::shared().submit(std::move(task), priority_); }
+
+  // Tasks of a global queue wait for nothing, so the caller's own thread is as good as another.
+  [[nodiscard]] bool isCurrent() const override { return true; }
+
+ private:
+  const Priority priority_;
+};
+
+class SerialQueue final : public DispatchQueue {
+ public:
+  void async(Task task) override {
+    {
+      const std::scoped_lock lock(mutex_);
+      waiting_.push_back(std::move(task));
+      if (std::exchange(scheduled_, true)) return;
+    }
+    scheduleBatch();
+  }
+
+  [[nodiscard]] bool isCurrent() const override { return running_ == this; }
+
+ private:
+  void scheduleBatch() {
+    auto self = std::static_pointer_cast<SerialQueue>(shared_from_this());
+    WorkerPool::shared().submit([self = std::move(self)] { self->runBatch(); }, Priority::normal);
+  }
+
+  // One batch per turn on the pool, so that a queue that never empties leaves room for the others.
+  void runBatch() {
+    std::vector<Task> batch;
+    {
+      const std::scoped_lock lock(mutex_);
+      batch.swap(waiting_);
+    }
+    const auto* const outer = std::exchange(running_, this);
+    for (Task& task : batch) {
+      task();
+      task = nullptr;
+    }
+    running_ = outer;
+    {
+      const std::scoped_lock lock(mutex_);
+      if (waiting_.empty()) {
+        scheduled_ = false;
+        return;
+      }
+    }
+    scheduleBatch();
+  }
+
+  static thread_local const SerialQueue* running_;
+
+  std::mutex mutex_;
+  std::vector<Task> waiting_;
+  bool scheduled_ = false;
+};
+
+thread_local const SerialQueue* SerialQueue::running_ = nullptr;
+
+}  // namespace
+
+void DispatchQueue::sync(const std::function<void()>& task) {
+  if (isCurrent()) return task();
+  SyncGate gate;
+  async([&] {
+    task();
+    gate.open();
+  });
+  gate.wait();
+}
+
+void DispatchQueue::after(std::chrono::nanoseconds delay, Task task) {
+  TimerService::callAt(TimerService::fromNow(delay),
+                       [self = shared_from_this(), task = std::move(task)] { self->async(task); });
+}
+
+const std::shared_ptr<DispatchQueue>& DispatchQueue::global(Priority priority) {
+  static const auto& high = *new std::shared_ptr<DispatchQueue>(new GlobalQueue(Priority::high));
+  static const auto& normal = *new std::shared_ptr<DispatchQueue>(new GlobalQueue(Priority::normal));
+  return priority == Priority::high ? high : normal;
+}
+
+std::shared_ptr<DispatchQueue> DispatchQueue::serial() {
+  return std::make_shared<SerialQueue>();
+}
+
+}  // namespace tq::platform

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "TQFoundation/Platform/Core/Task.h"
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq::platform {
+
+class LoopQueue;
+
+/// A queue that runs tasks.
+///
+///     DispatchQueue::global(DispatchQueue::Priority::high)->async([=] {
+///       auto result = walk(folder);
+///       DispatchQueue::main()->async([=] { show(result); });
+///     });
+///
+/// The main queue and the serial ones run one task at a time, in the order they were handed over, each seeing
+/// everything the one before it did. Global queues run theirs side by side. A serial queue lives until its
+/// last task has run, whoever holds it.
+///
+/// Callable from any thread. No lock is held while a task runs.
+class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
+ public:
+  enum class Priority { normal, high };
+
+  DispatchQueue() = default;
+  DispatchQueue(const DispatchQueue&) = delete;
+  DispatchQueue& operator=(const DispatchQueue&) = delete;
+  virtual ~DispatchQueue() = default;
+
+  /// Hands `task` over and returns at once. The task never runs inside this call.
+  virtual void async(Task task) = 0;
+
+  /// Hands `task` over and returns when it has run.
+  ///
+  /// On the queue itself the task runs at once, ahead of what is waiting, where other systems would wait for
+  /// themselves for ever. While nobody runs or drains the main queue this call waits.
+  virtual void sync(const std::function<void()>& task);
+
+  /// Hands `task` over once `delay` has passed. It cannot be taken back.
+  virtual void after(std::chrono::nanoseconds delay, Task task);
+
+  /// Whether what this thread does now happens on the queue, so that `sync` need not wait.
+  [[nodiscard]] virtual bool isCurrent() const = 0;
+
+  /// The main queue, which belongs to the host: it runs it as a loop, or drains it from its own.
+  [[nodiscard]] static const std::shared_ptr<LoopQueue>& main();
+
+  /// A queue of background threads shared by the process. Tasks of high priority are begun before the others.
+  /// Up to 64 tasks run side by side, so some of them may block; a task that waits for a later one may not.
+  [[nodiscard]] static const std::shared_ptr<DispatchQueue>& global(Priority priority = Priority::normal);
+
+  /// A new serial queue on the background threads.
+  [[nodiscard]] static std::shared_ptr<DispatchQueue> serial();
+};
+
+}  // namespace tq::platform

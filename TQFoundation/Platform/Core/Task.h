@@ -1,0 +1,10 @@
+#pragma once
+
+#include <functional>
+
+namespace tq::platform {
+
+/// A piece of work for a queue or a timer. It must not throw: nobody is there to catch, and the program ends.
+using Task = std::function<void()>;
+
+}  // namespace tq::platform

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace tq::platform {
+
+/// A width and a height, in whatever unit the owner says (pixels, for a video's frame).
+struct CGSize {
+  double width = 0;
+  double height = 0;
+
+  friend bool operator==(const CGSize&, const CGSize&) = default;
+};
+
+}  // namespace tq::platform

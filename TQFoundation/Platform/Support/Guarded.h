@@ -1,0 +1,61 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace tq::platform {
+
+/// One value that several threads may read and replace whole.
+///
+///     Guarded<std::shared_ptr<Request>> current;
+///     current.set(request);                          // on the thread that starts it
+///     if (auto running = current.get()) running->cancel();   // on any other
+///
+/// Callable from any thread. The old value is destroyed after the lock is released, so its destructor may
+/// call back in.
+template <class T>
+class Guarded {
+ public:
+  Guarded() = default;
+  explicit Guarded(T value) : value_(std::move(value)) {}
+
+  /// A copy of the present value.
+  [[nodiscard]] T get() const {
+    const std::scoped_lock lock(mutex_);
+    return value_;
+  }
+
+  /// Replaces the value.
+  void set(T value) { static_cast<void>(exchange(std::move(value))); }
+
+  /// Replaces the value and answers the old one.
+  [[nodiscard]] T exchange(T value) {
+    const std::scoped_lock lock(mutex_);
+    std::swap(value_, value);
+    return value;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  T value_{};
+};
+
+/// A delegate: somebody who is told, and never kept alive by being told.
+///
+/// `get()` answers the delegate for the length of one call, or null when it is gone or was never set.
+/// Callable from any thread.
+template <class Protocol>
+class WeakDelegate {
+ public:
+  WeakDelegate() = default;
+  explicit WeakDelegate(std::weak_ptr<Protocol> delegate) : delegate_(std::move(delegate)) {}
+
+  [[nodiscard]] std::shared_ptr<Protocol> get() const { return delegate_.get().lock(); }
+  void set(std::weak_ptr<Protocol> delegate) { delegate_.set(std::move(delegate)); }
+
+ private:
+  Guarded<std::weak_ptr<Protocol>> delegate_;
+};
+
+}  // namespace tq::platform

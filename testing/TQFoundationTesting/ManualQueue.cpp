@@ -1,0 +1,104 @@
+#include "TQFoundationTesting/ManualQueue.h"
+
+#include <functional>
+#include <utility>
+
+#include "TQFoundation/Platform/Support/Guarded.h"
+
+namespace tq::doubles {
+namespace {
+
+class ManualTimer final : public platform::Timer {
+ public:
+  explicit ManualTimer(platform::Task task)
+      : task_(std::make_shared<const platform::Task>(std::move(task))) {}
+
+  void invalidate() override { task_.set(nullptr); }
+  [[nodiscard]] bool isValid() const override { return task_.get() != nullptr; }
+
+  void fire() {
+    if (const auto task = task_.get()) (*task)();
+  }
+
+ private:
+  platform::Guarded<std::shared_ptr<const platform::Task>> task_;
+};
+
+}  // namespace
+
+void ManualQueue::async(platform::Task task) {
+  const std::scoped_lock lock(mutex_);
+  tasks_.push_back(std::move(task));
+}
+
+void ManualQueue::after(std::chrono::nanoseconds delay, platform::Task task) {
+  callAt(now() + delay, std::move(task));
+}
+
+std::shared_ptr<platform::Timer> ManualQueue::schedule(std::chrono::nanoseconds interval, Repeats repeats,
+                                                       platform::Task task) {
+  auto timer = std::make_shared<ManualTimer>(std::move(task));
+  // Each firing plans the next one, so the plan holds the timer for as long as it is valid.
+  struct Plan {
+    ManualQueue& queue;
+    std::shared_ptr<ManualTimer> timer;
+    std::chrono::nanoseconds interval;
+    Repeats repeats;
+
+    void operator()() const {
+      timer->fire();
+      if (repeats == Repeats::no) timer->invalidate();
+      if (timer->isValid()) queue.callAt(queue.now() + interval, *this);
+    }
+  };
+  callAt(now() + interval, Plan{*this, timer, interval, repeats});
+  return timer;
+}
+
+std::size_t ManualQueue::run() {
+  std::size_t count = 0;
+  while (runNext()) ++count;
+  return count;
+}
+
+bool ManualQueue::runNext() {
+  platform::Task task;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (tasks_.empty()) return false;
+    task = std::move(tasks_.front());
+    tasks_.pop_front();
+  }
+  task();
+  return true;
+}
+
+void ManualQueue::advance(std::chrono::nanoseconds time) {
+  const auto end = now() + time;
+  run();
+  for (;;) {
+    {
+      const std::scoped_lock lock(mutex_);
+      if (later_.empty() || later_.begin()->first > end) {
+        now_ = end;
+        return;
+      }
+      auto due = later_.extract(later_.begin());
+      now_ = due.key();
+      tasks_.push_back(std::move(due.mapped()));
+    }
+    run();
+  }
+}
+
+std::chrono::nanoseconds ManualQueue::now() const {
+  const std::scoped_lock lock(mutex_);
+  return now_;
+}
+
+void ManualQueue::callAt(std::chrono::nanoseconds moment, platform::Task task) {
+  const std::scoped_lock lock(mutex_);
+  later_.emplace(moment, std::move(task));
+}
+
+}  // namespace tq::doubles

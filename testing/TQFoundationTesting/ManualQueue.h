@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Core/RunLoop.h"
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq::doubles {
+
+/// A queue, a run loop and their clock, all of which move only when the test says so.
+///
+///     auto queue = std::make_shared<ManualQueue>();
+///     auto handler = TQDiskSpaceHandler::make({.runLoop = queue});
+///     handler->startMonitoringDiskSpace();
+///     queue->advance(10s);                       // what is due in these ten seconds has run now
+///
+/// It belongs to the thread that makes it: `run` and `advance` are for that thread, tasks may come from any.
+class TQ_API ManualQueue final : public platform::DispatchQueue, public platform::RunLoop {
+ public:
+  void async(platform::Task task) override;
+  void after(std::chrono::nanoseconds delay, platform::Task task) override;
+  [[nodiscard]] bool isCurrent() const override { return std::this_thread::get_id() == owner_; }
+  std::shared_ptr<platform::Timer> schedule(std::chrono::nanoseconds interval, Repeats repeats,
+                                            platform::Task task) override;
+
+  /// Runs tasks until none is waiting, those that they add included, and answers how many.
+  std::size_t run();
+
+  /// Runs the task that has waited longest. False when there is none.
+  bool runNext();
+
+  /// Moves the clock, stopping at each moment at which something is due to run it, and all it leads to.
+  void advance(std::chrono::nanoseconds time);
+
+  /// How far the clock has come.
+  [[nodiscard]] std::chrono::nanoseconds now() const;
+
+ private:
+  void callAt(std::chrono::nanoseconds moment, platform::Task task);
+
+  const std::thread::id owner_ = std::this_thread::get_id();
+  mutable std::mutex mutex_;
+  std::chrono::nanoseconds now_{};
+  std::deque<platform::Task> tasks_;
+  std::multimap<std::chrono::nanoseconds, platform::Task> later_;
+};
+
+}  // namespace tq::doubles

@@ -1,0 +1,212 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "TQFoundation/MediaLoading/TQFileDownloader.h"
+#include "TQFoundation/MediaLoading/TQVideoAssetTable.h"
+#include "TQFoundation/Platform/Core/Directories.h"
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Ports/NSURLSession.h"
+#include "TQFoundation/Platform/Ports/PHImageManager.h"
+#include "TQFoundation/Platform/Ports/VolumeInfo.h"
+#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Support/Guarded.h"
+
+namespace tq {
+
+/// What callers compare the loader's own errors with. The variables are read when an error is made, so a host
+/// that changes them changes the errors; change them before the first load.
+TQ_API extern std::string kNetworkErrorDomain;            ///< At first "Network Error".
+inline constexpr std::int64_t kNetworkErrorCode = -1009;  ///< Code of errors of that domain.
+TQ_API extern std::int64_t kiCloudDownloadNetworkError;   ///< At first 81; the loader makes no such error.
+TQ_API extern std::int64_t kiCloudDownloadDiskFullError;  ///< At first 111, in the domain "Disk Full".
+
+/// The videos of a batch as assets, in the batch's order; null for one that was never loaded.
+using TQLoadedAssets = std::vector<std::shared_ptr<platform::AVAsset>>;
+
+/// Hears of a batch. Every call but `loadingCancelled` comes on the main queue.
+class TQ_API TQAVAssetLoadProtocol {
+ public:
+  virtual ~TQAVAssetLoadProtocol() = default;
+
+  /// The first video is about to be loaded. Once per loader; may still come after `loadingCancelled`.
+  virtual void loadingStarted() = 0;
+
+  /// How much of the whole batch is done, 0 to 1. While a server does not say how much will come it may be
+  /// less.
+  virtual void loadingProgress(double fraction) = 0;
+
+  /// Every video is there: one asset for each video of the batch, repeated ones included.
+  virtual void loadingCompleted(const TQLoadedAssets& assets) = 0;
+
+  /// A video could not be loaded. Unless the photo library goes on by itself, the batch ends here.
+  virtual void loadingFailedWithError(const platform::NSError& error) = 0;
+
+  /// The load was cancelled. Comes inside `cancelLoad`, on the thread that called it.
+  virtual void loadingCancelled() = 0;
+};
+
+/// What an asset loader asks of the world.
+struct TQAVAssetLoaderPorts {
+  std::shared_ptr<platform::PHImageManager> photos = platform::PHImageManager::defaultManager();
+  std::shared_ptr<const platform::VolumeInfo> volumes = platform::VolumeInfo::shared();
+  platform::NSURLSessionMaker makeSession = platform::NSURLSession::sessionWithConfiguration;
+  std::shared_ptr<platform::DispatchQueue> mainQueue = platform::DispatchQueue::main();
+  std::shared_ptr<platform::DispatchQueue> setUpQueue =
+      platform::DispatchQueue::global(platform::DispatchQueue::Priority::high);
+  std::filesystem::path temporaryDirectory = {};  ///< Empty: `NSTemporaryDirectory()` at each use.
+};
+
+/// Turns a batch of the photo library's videos into playable assets, one after the other, fetching those that
+/// are only in the cloud.
+///
+///     auto loader = TQAVAssetLoader::initWithVideos(picked, screen);
+///     loader->startLoad();
+///     ...
+///     loader->cancelLoad();          // from any thread, at any time
+///
+/// Before each video more than `kMinDiskspace` bytes must be free, else the batch ends with the error "Disk
+/// Full". A video that occurs twice is loaded once and handed back twice. The order in which videos are
+/// loaded is that of their first appearance. A loader is for one batch: started again after its end it
+/// reports its assets again.
+///
+/// Errors: "Disk Full" (`kiCloudDownloadDiskFullError`); `kNetworkErrorDomain` (`kNetworkErrorCode`) for a
+/// video of which the library gives no asset and no reason; those of the photo library and of
+/// `TQFileDownloader` unchanged.
+///
+/// Once `loadingCancelled` has been called nothing more is told but a `loadingStarted` under way, and of a
+/// completion or failure and a cancel that meet exactly one is told. The photo library may go on for a moment
+/// after a cancel; its results are dropped.
+///
+/// `startLoad`, `cancelLoad`, `delegate`, `downloadCancelled`: callable from any thread. All else: main queue
+/// only. The callbacks may release the loader; work under way keeps it alive until it has come to its end.
+class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
+                               public std::enable_shared_from_this<TQAVAssetLoader> {
+ public:
+  using Videos = std::vector<std::shared_ptr<const platform::PHAsset>>;
+
+  /// A loader for `videos`, none of them null. Nothing starts.
+  [[nodiscard]] static std::shared_ptr<TQAVAssetLoader> initWithVideos(
+      Videos videos, std::weak_ptr<TQAVAssetLoadProtocol> withDelegate, TQAVAssetLoaderPorts ports = {});
+
+  /// For `std::make_shared` of a derived class.
+  TQAVAssetLoader(Videos videos, std::weak_ptr<TQAVAssetLoadProtocol> delegate, TQAVAssetLoaderPorts ports);
+  TQAVAssetLoader(const TQAVAssetLoader&) = delete;
+  TQAVAssetLoader& operator=(const TQAVAssetLoader&) = delete;
+
+  /// Starts the batch and returns at once.
+  void startLoad();
+
+  /// Cancels the load for good, whatever it is at, and tells the delegate before it returns.
+  void cancelLoad();
+
+  /// Where the shared video at `url` is kept: in "iCloudVideos" of the temporary directory, under the text
+  /// between the last "/" of the whole URL, its query included, and the first "?" after it.
+  [[nodiscard]] static std::filesystem::path locationOfiCloudMovieAtURL(
+      const platform::URL& url,
+      const std::filesystem::path& temporaryDirectory = platform::NSTemporaryDirectory());
+
+  [[nodiscard]] bool downloadCancelled() const { return state_ == State::cancelled; }
+  [[nodiscard]] bool downloadStarted() const { return downloadStarted_; }
+
+  /// The latest request to the photo library, also after its end; 0 before the first.
+  [[nodiscard]] platform::PHImageRequestID videoRequestIdentifier() const { return videoRequestIdentifier_; }
+
+  /// The batch. What is set while a batch loads counts for its result, and for the next start.
+  [[nodiscard]] const Videos& videos() const { return videos_; }
+  void setVideos(Videos videos) { videos_ = std::move(videos); }
+
+  [[nodiscard]] const TQVideoAssetTable& videoAssetDownloadInformation() const { return information_; }
+
+  [[nodiscard]] std::shared_ptr<TQAVAssetLoadProtocol> delegate() const { return delegate_.get(); }
+  void setDelegate(std::weak_ptr<TQAVAssetLoadProtocol> delegate) { delegate_.set(std::move(delegate)); }
+
+  [[nodiscard]] std::int64_t numberOfVideosToDownload() const { return numberOfVideosToDownload_; }
+  [[nodiscard]] std::int64_t numberOfVideosDownloaded() const { return numberOfVideosDownloaded_; }
+
+  /// The videos finished so far, as a number.
+  [[nodiscard]] double downloadProgress() const { return downloadProgress_; }
+
+  /// Of the shared video fetched last; null before the first.
+  [[nodiscard]] std::shared_ptr<TQFileDownloader> fileDownloader() const { return fileDownloader_.get(); }
+
+  /// From the file downloader.
+  void fileDownloadingProgress(double fraction) override;
+  void didFinishFileDownloadingAtURL(const platform::URL& localLocation) override;
+  void didFinishFileDownloadingWithError(const std::optional<platform::NSError>& error) override;
+
+ protected:
+  /// The steps of a batch, for derived classes. Main queue only.
+  void qx_setupVideoAssetDownloadInformation();
+  void qx_startLoading();
+  [[nodiscard]] bool qx_isLoadCompleted() const;
+  void qx_setMovieLoadedForAsset(std::shared_ptr<platform::AVAsset> asset, const std::string& identifier);
+  void qx_setMovieNotLoadedForMediaIdentifier(const std::string& identifier);
+
+  /// False only for a video that is still to be loaded; an identifier without an entry counts as loaded.
+  [[nodiscard]] bool qx_isMovieLoadedForMediaIdentifier(const std::string& identifier) const;
+  void qx_notifyStartDownloadIfRequired();
+  void qx_notifyLoadCompletion();
+  void qx_notifyLoadingErrorIfNeeded(const platform::NSError& error);
+  void qx_loadVideoWithIdentifier(const std::string& identifier);
+  [[nodiscard]] bool qx_checkDiskSpaceAvailable() const;
+
+  /// How one video is loaded once there is room for it. Every video of a batch comes by here: a derived class
+  /// sends those that live in a shared album on to `qx_loadiCloudSharedVideo`.
+  virtual void qx_loadCloudLibraryVideo(const std::shared_ptr<const platform::PHAsset>& video);
+
+  /// Loads a shared video: asks the photo library for its remote file, which is fetched into the cache folder
+  /// unless it lies there already. The asset of the batch is then that file.
+  void qx_loadiCloudSharedVideo(const std::shared_ptr<const platform::PHAsset>& video);
+  void qx_loadCloudSharedAVURLAsset(const platform::AVURLAsset& asset,
+                                    const std::shared_ptr<const platform::PHAsset>& forVideo);
+  void qx_downloadVideoAtLocation(const platform::URL& remote, const platform::URL& local);
+  void qx_cancelCloudSharedVideoDownload();
+
+ private:
+  // `telling`: the delegate is hearing how the batch has ended, which a cancel can no longer undo.
+  enum class State { open, telling, cancelled };
+  using LibraryAsset = std::shared_ptr<platform::AVAsset>;
+
+  void recordVideo(const std::shared_ptr<const platform::PHAsset>& video);
+  void requestAsset(const std::shared_ptr<const platform::PHAsset>& video,
+                    platform::PHVideoRequestOptions options, std::function<void(LibraryAsset)> onMain);
+  void libraryProgress(double overall, const std::optional<platform::NSError>& error);
+  void libraryAssetArrived(const platform::PHAsset& video, LibraryAsset asset);
+  void sharedFileReady();
+  void videoFinished();
+  void failWithNetworkError();
+  void tellProgress(double overall);
+  void tellEnd(const std::function<void(TQAVAssetLoadProtocol&)>& tell);
+  [[nodiscard]] double overallFraction(double fraction) const;
+
+  const TQAVAssetLoaderPorts ports_;
+  std::atomic<State> state_ = State::open;
+  std::atomic<std::thread::id> tellingThread_;
+  platform::WeakDelegate<TQAVAssetLoadProtocol> delegate_;
+  std::atomic<platform::PHImageRequestID> videoRequestIdentifier_ = 0;
+  platform::Guarded<std::shared_ptr<TQFileDownloader>> fileDownloader_;
+
+  // Written on the main queue, read on the photo library's queues too.
+  std::atomic<std::int64_t> numberOfVideosToDownload_ = 0;
+  std::atomic<double> downloadProgress_ = 0;
+
+  // Main queue only.
+  Videos videos_;
+  TQVideoAssetTable information_;
+  std::int64_t numberOfVideosDownloaded_ = 0;
+  bool downloadStarted_ = false;
+  bool videoInFlight_ = false;
+  bool libraryErrorTold_ = false;            // of the request in flight
+  std::string sharedIdentifier_;             // of the shared video in flight
+  std::optional<platform::URL> sharedFile_;  // where its file is, or will be
+};
+
+}  // namespace tq

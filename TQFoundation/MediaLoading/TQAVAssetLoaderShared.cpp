@@ -1,0 +1,104 @@
+// The second path of the asset loader: videos of shared albums, fetched as files into a cache folder.
+
+#include <string_view>
+#include <utility>
+
+#include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
+#include "TQFoundation/Platform/Core/NSFileManager.h"
+
+namespace tq {
+
+using platform::AVURLAsset;
+using platform::NSError;
+using platform::PHAsset;
+using platform::URL;
+
+namespace {
+
+constexpr std::string_view kCacheFolder = "iCloudVideos";
+constexpr std::size_t kLongestFileName = 255;  // NAME_MAX of the file systems in use
+
+std::string_view cacheName(const URL& url) {
+  std::string_view name = url.absoluteString();
+  name.remove_prefix(name.rfind('/') + 1);  // npos + 1 is 0
+  return name.substr(0, name.find('?'));
+}
+
+bool canNameAFile(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.size() <= kLongestFileName;
+}
+
+}  // namespace
+
+std::filesystem::path TQAVAssetLoader::locationOfiCloudMovieAtURL(
+    const URL& url, const std::filesystem::path& temporaryDirectory) {
+  const auto folder = temporaryDirectory / kCacheFolder;
+  const std::string_view name = cacheName(url);
+  return name.empty() ? folder : folder / name;
+}
+
+void TQAVAssetLoader::qx_loadiCloudSharedVideo(const std::shared_ptr<const PHAsset>& video) {
+  requestAsset(video, {.networkAccessAllowed = true, .progressHandler = nullptr},
+               [this, video](LibraryAsset asset) {
+                 const auto* const remote = dynamic_cast<const AVURLAsset*>(asset.get());
+                 if (remote != nullptr) return qx_loadCloudSharedAVURLAsset(*remote, video);
+                 videoInFlight_ = false;
+                 failWithNetworkError();
+               });
+}
+
+void TQAVAssetLoader::qx_loadCloudSharedAVURLAsset(const AVURLAsset& asset,
+                                                   const std::shared_ptr<const PHAsset>& forVideo) {
+  if (!canNameAFile(cacheName(asset.url()))) {
+    videoInFlight_ = false;
+    return failWithNetworkError();
+  }
+  const auto temporary =
+      ports_.temporaryDirectory.empty() ? platform::NSTemporaryDirectory() : ports_.temporaryDirectory;
+  const auto path = locationOfiCloudMovieAtURL(asset.url(), temporary);
+  sharedIdentifier_ = forVideo->localIdentifier();
+  sharedFile_ = URL::fileURLWithPath(path);
+  if (platform::NSFileManager::isRegularFile(path)) return sharedFileReady();
+  // Without the folder the download itself fails, and says why.
+  static_cast<void>(platform::NSFileManager::createDirectory(path.parent_path()));
+  qx_downloadVideoAtLocation(asset.url(), *sharedFile_);
+}
+
+void TQAVAssetLoader::qx_downloadVideoAtLocation(const URL& remote, const URL& local) {
+  const auto downloader =
+      TQFileDownloader::make({.makeSession = ports_.makeSession, .mainQueue = ports_.mainQueue});
+  fileDownloader_.set(downloader);
+  downloader->setDownloadDelegate(weak_from_this());
+  downloader->downloadFileAtRemoteLocation(remote, local);
+  // A cancel on another thread may have found the downloader before it had anything to cancel.
+  if (downloadCancelled()) downloader->cancelFileDownload();
+}
+
+void TQAVAssetLoader::qx_cancelCloudSharedVideoDownload() {
+  if (const auto downloader = fileDownloader()) downloader->cancelFileDownload();
+}
+
+// By the time of the second hop the video may be done, and its fraction part of the next one's base.
+void TQAVAssetLoader::fileDownloadingProgress(double fraction) {
+  ports_.mainQueue->async([self = shared_from_this(), fraction, finished = numberOfVideosDownloaded_] {
+    if (self->numberOfVideosDownloaded_ == finished) self->tellProgress(self->overallFraction(fraction));
+  });
+}
+
+void TQAVAssetLoader::didFinishFileDownloadingAtURL(const URL&) {
+  if (!downloadCancelled()) sharedFileReady();
+}
+
+void TQAVAssetLoader::didFinishFileDownloadingWithError(const std::optional<NSError>& error) {
+  if (!error) return;
+  videoInFlight_ = false;
+  qx_notifyLoadingErrorIfNeeded(*error);
+}
+
+void TQAVAssetLoader::sharedFileReady() {
+  if (const auto file = std::exchange(sharedFile_, std::nullopt))
+    qx_setMovieLoadedForAsset(std::make_shared<AVURLAsset>(*file), sharedIdentifier_);
+  videoFinished();
+}
+
+}  // namespace tq

@@ -1,0 +1,67 @@
+#include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "TQFoundation/Platform/Core/Directories.h"
+
+namespace tq {
+namespace {
+
+constexpr std::chrono::seconds kCheckInterval{10};
+
+std::filesystem::path nearestExisting(std::filesystem::path folder) {
+  std::error_code error;
+  while (folder.has_relative_path() &&
+         std::filesystem::status(folder, error).type() == std::filesystem::file_type::not_found)
+    folder = folder.parent_path();
+  return folder;
+}
+
+}  // namespace
+
+std::uint64_t getTotalDiskSpaceInBytes(const platform::VolumeInfo& volumes) {
+  const auto documents = platform::userFolder(platform::UserFolder::documents);
+  return volumes.freeBytes(nearestExisting(documents)).value_or(0);
+}
+
+std::shared_ptr<TQDiskSpaceHandler> TQDiskSpaceHandler::make(TQDiskSpaceHandlerPorts ports) {
+  return std::shared_ptr<TQDiskSpaceHandler>(new TQDiskSpaceHandler(std::move(ports)));
+}
+
+TQDiskSpaceHandler::TQDiskSpaceHandler(TQDiskSpaceHandlerPorts ports) : ports_(std::move(ports)) {}
+
+TQDiskSpaceHandler::~TQDiskSpaceHandler() {
+  stopMonitoringDiskSpace();
+}
+
+bool TQDiskSpaceHandler::isAvailableSpaceMoreThanSize(std::int64_t size) const {
+  return freeBytes() > static_cast<std::uint64_t>(size);
+}
+
+bool TQDiskSpaceHandler::hasAvailableFreeSpace() const {
+  return isAvailableSpaceMoreThanSize(minFreeDiskSpaceLimit_);
+}
+
+bool TQDiskSpaceHandler::hasSpaceForCopyingVideo() const {
+  return static_cast<double>(freeBytes()) > static_cast<double>(minFreeDiskSpaceLimit_);
+}
+
+void TQDiskSpaceHandler::startMonitoringDiskSpace() {
+  stopMonitoringDiskSpace();
+  const auto loop = ports_.runLoop ? ports_.runLoop : platform::RunLoop::current();
+  diskCheckTimer_ = loop->schedule(kCheckInterval, platform::RunLoop::Repeats::yes,
+                                   [self = shared_from_this()] { self->diskSpaceCheck(); });
+}
+
+void TQDiskSpaceHandler::stopMonitoringDiskSpace() {
+  if (const auto timer = std::exchange(diskCheckTimer_, nullptr)) timer->invalidate();
+}
+
+void TQDiskSpaceHandler::diskSpaceCheck() {
+  if (freeBytes() >= static_cast<std::uint64_t>(minFreeDiskSpaceLimit_)) return;
+  const auto told = delegate();
+  if (told && told->didReachedMinimumDiskSpaceLimit()) stopMonitoringDiskSpace();
+}
+
+}  // namespace tq

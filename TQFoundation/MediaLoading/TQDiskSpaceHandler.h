@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "TQFoundation/Platform/Core/RunLoop.h"
+#include "TQFoundation/Platform/Ports/VolumeInfo.h"
+#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Support/Guarded.h"
+
+namespace tq {
+
+/// The free space the application wants to keep unless it says otherwise: 300 MiB, in bytes.
+inline constexpr std::int64_t kMinDiskspace = 314'572'800;
+
+/// Bytes that this user can still write on the volume that holds the Documents folder (where that does not
+/// exist, its nearest existing parent); 0 when the system cannot tell. Callable from any thread.
+[[nodiscard]] TQ_API std::uint64_t getTotalDiskSpaceInBytes(
+    const platform::VolumeInfo& volumes = *platform::VolumeInfo::shared());
+
+/// Hears that the room has become scarce.
+class TQ_API TQDiskSpaceHandlerDelegate {
+ public:
+  virtual ~TQDiskSpaceHandlerDelegate() = default;
+
+  /// The free space is below the handler's minimum. An override answers true, "handled", and monitoring ends
+  /// when it returns, one that the override itself has started anew included. The base answers false and
+  /// monitoring goes on.
+  virtual bool didReachedMinimumDiskSpaceLimit() { return false; }
+};
+
+/// What a disk space handler asks of the world.
+struct TQDiskSpaceHandlerPorts {
+  std::shared_ptr<const platform::VolumeInfo> volumes = platform::VolumeInfo::shared();
+  std::shared_ptr<platform::RunLoop> runLoop = nullptr;  ///< Null: that of the thread that starts monitoring.
+};
+
+/// Watches that a device keeps room for video, and answers whether it has some now.
+///
+///     auto handler = TQDiskSpaceHandler::make();
+///     if (!handler->hasAvailableFreeSpace()) return showDiskFull();
+///     handler->setDelegate(screen);
+///     handler->startMonitoringDiskSpace();      // first look after 10 s, on this thread's run loop
+///
+/// Exactly the minimum is enough for the monitor and not enough for the questions.
+///
+/// Not synchronised: one thread at a time. While monitoring, the timer keeps the handler alive; the delegate
+/// is called on the thread of the timer's run loop, and may release the handler.
+class TQ_API TQDiskSpaceHandler : public std::enable_shared_from_this<TQDiskSpaceHandler> {
+ public:
+  [[nodiscard]] static std::shared_ptr<TQDiskSpaceHandler> make(TQDiskSpaceHandlerPorts ports = {});
+  ~TQDiskSpaceHandler();
+  TQDiskSpaceHandler(const TQDiskSpaceHandler&) = delete;
+  TQDiskSpaceHandler& operator=(const TQDiskSpaceHandler&) = delete;
+
+  /// The minimum in bytes, at first `kMinDiskspace`. Except in `hasSpaceForCopyingVideo` a negative one is
+  /// read as unsigned, and so is more than any disk has.
+  [[nodiscard]] std::int64_t minFreeDiskSpaceLimit() const { return minFreeDiskSpaceLimit_; }
+  void setMinFreeDiskSpaceLimit(std::int64_t bytes) { minFreeDiskSpaceLimit_ = bytes; }
+
+  [[nodiscard]] std::shared_ptr<TQDiskSpaceHandlerDelegate> delegate() const { return delegate_.get(); }
+  void setDelegate(std::weak_ptr<TQDiskSpaceHandlerDelegate> delegate) { delegate_.set(std::move(delegate)); }
+
+  /// Whether more than `size` bytes are free. A negative size is read as unsigned: the answer is no.
+  [[nodiscard]] bool isAvailableSpaceMoreThanSize(std::int64_t size) const;
+
+  /// Whether more than the minimum is free.
+  [[nodiscard]] bool hasAvailableFreeSpace() const;
+
+  /// The same, compared as floating point numbers: with a negative minimum the answer is yes.
+  [[nodiscard]] bool hasSpaceForCopyingVideo() const;
+
+  /// Looks at the free space every 10 s, first in 10 s, and tells the delegate once when it is below the
+  /// minimum. A monitoring that runs is started over.
+  void startMonitoringDiskSpace();
+  void stopMonitoringDiskSpace();
+
+  /// The timer while monitoring runs, else null.
+  [[nodiscard]] const std::shared_ptr<platform::Timer>& diskCheckTimer() const { return diskCheckTimer_; }
+
+ private:
+  explicit TQDiskSpaceHandler(TQDiskSpaceHandlerPorts ports);
+  void diskSpaceCheck();
+  [[nodiscard]] std::uint64_t freeBytes() const { return getTotalDiskSpaceInBytes(*ports_.volumes); }
+
+  const TQDiskSpaceHandlerPorts ports_;
+  std::int64_t minFreeDiskSpaceLimit_ = kMinDiskspace;
+  platform::WeakDelegate<TQDiskSpaceHandlerDelegate> delegate_;
+  std::shared_ptr<platform::Timer> diskCheckTimer_;
+};
+
+}  // namespace tq

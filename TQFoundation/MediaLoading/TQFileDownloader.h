@@ -1,0 +1,99 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Ports/NSURLSession.h"
+#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Support/Guarded.h"
+
+namespace tq {
+
+/// Hears of a download. Every call comes on the main queue.
+class TQ_API TQFileDownloaderDelegate {
+ public:
+  virtual ~TQFileDownloaderDelegate() = default;
+
+  /// The fraction received. While the server has not said how much will come it is negative, and not a finite
+  /// number when it said nothing would.
+  virtual void fileDownloadingProgress(double fraction) = 0;
+
+  /// The whole file lies at `localLocation`.
+  virtual void didFinishFileDownloadingAtURL(const platform::URL& localLocation) = 0;
+
+  /// The file could not be moved into place, or the transfer has ended: with the error that ended it, or
+  /// without one after a success. A call without an error says nothing new.
+  virtual void didFinishFileDownloadingWithError(const std::optional<platform::NSError>& error) = 0;
+};
+
+/// What a file downloader asks of the world.
+struct TQFileDownloaderPorts {
+  platform::NSURLSessionMaker makeSession = platform::NSURLSession::sessionWithConfiguration;
+  std::shared_ptr<platform::DispatchQueue> mainQueue = platform::DispatchQueue::main();
+};
+
+/// Downloads one file over http or https to where the caller wants it.
+///
+///     auto downloader = TQFileDownloader::make();
+///     downloader->setDownloadDelegate(screen);
+///     downloader->downloadFileAtRemoteLocation(*URL::parse("https://example.com/clip.mov"),
+///                                              URL::fileURLWithPath("/data/clip.mov"));
+///
+/// A success tells progress, `didFinishFileDownloadingAtURL`, then `didFinishFileDownloadingWithError`
+/// without an error; a failure progress, then the error. When the file cannot be moved into place (one is
+/// there already, the folder is missing) the move's error is told first and the end of the transfer, without
+/// one, after it. The folder is the caller's to make; what is there already is never touched. The status is
+/// not looked at: the body of a 404 is a file like any other. The errors are those of `NSURLSession` and
+/// `NSFileManager::moveItem`.
+///
+/// One download at a time. Another one started meanwhile takes over the fields; the first goes on and calls
+/// back as well. A download in flight keeps its downloader alive.
+///
+/// Callable from any thread. The callbacks run on the main queue, never inside the call that started the
+/// work; they may release the downloader.
+class TQ_API TQFileDownloader : public platform::NSURLSessionDownloadDelegate,
+                                public std::enable_shared_from_this<TQFileDownloader> {
+ public:
+  [[nodiscard]] static std::shared_ptr<TQFileDownloader> make(TQFileDownloaderPorts ports = {});
+
+  /// Starts downloading `remote` to the file URL `local`.
+  void downloadFileAtRemoteLocation(const platform::URL& remote, const platform::URL& local);
+
+  /// Cancels the latest download: its delegate hears `NSURLErrorCancelled`. Without one: nothing.
+  void cancelFileDownload();
+
+  [[nodiscard]] std::shared_ptr<TQFileDownloaderDelegate> downloadDelegate() const { return delegate_.get(); }
+  void setDownloadDelegate(std::weak_ptr<TQFileDownloaderDelegate> delegate) {
+    delegate_.set(std::move(delegate));
+  }
+
+  /// Of the latest download, also after its end; absent or null before the first.
+  [[nodiscard]] std::optional<platform::URL> localLocation() const { return localLocation_.get(); }
+  [[nodiscard]] std::shared_ptr<platform::NSURLSessionDownloadTask> downloadTask() const {
+    return downloadTask_.get();
+  }
+  [[nodiscard]] std::shared_ptr<platform::NSURLSession> downloadSession() const {
+    return downloadSession_.get();
+  }
+
+  /// From the session, on its queue.
+  void didWriteData(platform::NSURLSessionDownloadTask& task, std::int64_t bytesWritten,
+                    std::int64_t totalBytesWritten, std::int64_t totalBytesExpectedToWrite) override;
+  void didFinishDownloadingToURL(platform::NSURLSessionDownloadTask& task,
+                                 const platform::URL& location) override;
+  void didCompleteWithError(platform::NSURLSessionDownloadTask& task,
+                            const std::optional<platform::NSError>& error) override;
+
+ private:
+  explicit TQFileDownloader(TQFileDownloaderPorts ports) : ports_(std::move(ports)) {}
+
+  const TQFileDownloaderPorts ports_;
+  platform::WeakDelegate<TQFileDownloaderDelegate> delegate_;
+  platform::Guarded<std::optional<platform::URL>> localLocation_;
+  platform::Guarded<std::shared_ptr<platform::NSURLSessionDownloadTask>> downloadTask_;
+  platform::Guarded<std::shared_ptr<platform::NSURLSession>> downloadSession_;
+};
+
+}  // namespace tq

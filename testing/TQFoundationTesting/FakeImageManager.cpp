@@ -1,0 +1,123 @@
+#include "TQFoundationTesting/FakeImageManager.h"
+
+#include <utility>
+
+namespace tq::doubles {
+
+using platform::AVURLAsset;
+using platform::NSError;
+using platform::PHImageInfo;
+using platform::PHImageRequestID;
+
+std::shared_ptr<FakeImageManager> FakeImageManager::make(std::shared_ptr<platform::DispatchQueue> queue) {
+  return std::shared_ptr<FakeImageManager>(new FakeImageManager(std::move(queue)));
+}
+
+void FakeImageManager::add(const std::string& identifier, FakeVideo video) {
+  const std::scoped_lock lock(mutex_);
+  if (treatment_.insert_or_assign(identifier, std::move(video)).second)
+    videos_.push_back(std::make_shared<const platform::PHAsset>(identifier));
+}
+
+std::vector<std::shared_ptr<const platform::PHAsset>> FakeImageManager::videos() const {
+  const std::scoped_lock lock(mutex_);
+  return videos_;
+}
+
+std::size_t FakeImageManager::requestsMade() const {
+  const std::scoped_lock lock(mutex_);
+  return static_cast<std::size_t>(lastId_);
+}
+
+std::size_t FakeImageManager::requestsCancelled() const {
+  const std::scoped_lock lock(mutex_);
+  return cancelled_;
+}
+
+PHImageRequestID FakeImageManager::requestAVAssetForVideo(std::shared_ptr<const platform::PHAsset> video,
+                                                          platform::PHVideoRequestOptions options,
+                                                          ResultHandler resultHandler) {
+  const std::string& identifier = video->localIdentifier();
+  Request request{identifier, std::nullopt, std::move(options), std::move(resultHandler)};
+  PHImageRequestID id = 0;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (const auto found = treatment_.find(identifier); found != treatment_.end())
+      request.video = found->second;
+    id = ++lastId_;
+    running_.emplace(id, std::make_shared<const Request>(std::move(request)));
+  }
+  queue_->async([self = shared_from_this(), id] { self->serve(id); });
+  return id;
+}
+
+void FakeImageManager::cancelImageRequest(PHImageRequestID request) {
+  {
+    const std::scoped_lock lock(mutex_);
+    if (!running_.contains(request)) return;
+    ++cancelled_;
+  }
+  queue_->async([self = shared_from_this(), request] { self->end(request, true); });
+}
+
+void FakeImageManager::finish() {
+  queue_->async([self = shared_from_this()] {
+    std::vector<PHImageRequestID> waiting;
+    {
+      const std::scoped_lock lock(self->mutex_);
+      for (const auto& [id, request] : self->running_) waiting.push_back(id);
+    }
+    for (const PHImageRequestID id : waiting) self->end(id, false);
+  });
+}
+
+void FakeImageManager::serve(PHImageRequestID id) {
+  const auto request = running(id);
+  if (!request) return;
+  if (!request->video) return end(id, false);
+  for (const double fraction : request->video->progress)
+    if (!report(id, fraction, std::nullopt)) return;
+  const double last = request->video->progress.empty() ? 0 : request->video->progress.back();
+  if (request->video->error && !report(id, last, request->video->error)) return;
+  if (!request->video->stalls) end(id, false);
+}
+
+// False when that was the request's end.
+bool FakeImageManager::report(PHImageRequestID id, double fraction, const std::optional<NSError>& error) {
+  const auto request = running(id);
+  if (!request) return false;
+  bool stop = false;
+  if (const auto& handler = request->options.progressHandler) handler(fraction, error, stop, {});
+  if (stop) end(id, true);
+  return !stop;
+}
+
+void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
+  std::shared_ptr<const Request> request;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (auto ended = running_.extract(id)) request = std::move(ended.mapped());
+  }
+  if (!request) return;
+  PHImageInfo info{.error = std::nullopt, .cancelled = cancelled};
+  std::shared_ptr<platform::AVAsset> asset;
+  if (!request->video) {
+    info.error = platform::makeError(platform::NSCocoaErrorDomain, platform::NSFileReadNoSuchFileError,
+                                     "no such video: " + request->identifier);
+  } else if (request->video->hasAsset && !cancelled) {
+    asset = request->video->asset;
+    if (!asset)
+      asset = std::make_shared<AVURLAsset>(platform::URL::fileURLWithPath("/" + request->identifier));
+  } else if (!cancelled) {
+    info.error = request->video->error;
+  }
+  request->resultHandler(std::move(asset), info);
+}
+
+std::shared_ptr<const FakeImageManager::Request> FakeImageManager::running(PHImageRequestID id) const {
+  const std::scoped_lock lock(mutex_);
+  const auto found = running_.find(id);
+  return found == running_.end() ? nullptr : found->second;
+}
+
+}  // namespace tq::doubles

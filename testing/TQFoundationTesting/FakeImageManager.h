@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Ports/PHImageManager.h"
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq::doubles {
+
+/// How a fake photo library treats one of its videos.
+struct FakeVideo {
+  std::vector<double> progress = {};              ///< Fractions to report, in this order.
+  std::optional<platform::NSError> error = {};    ///< Reported after the fractions.
+  bool hasAsset = true;                           ///< Whether the result carries an asset.
+  bool stalls = false;                            ///< The result waits for `finish`, or for a cancel.
+  std::shared_ptr<platform::AVAsset> asset = {};  ///< Null: a new `AVURLAsset` of "file:///IDENTIFIER".
+};
+
+/// A photo library that lives in memory.
+///
+///     auto photos = FakeImageManager::make();
+///     photos->add("beach.mov", {.progress = {0.5, 1.0}});
+///     auto loader = TQAVAssetLoader::initWithVideos(photos->videos(), screen, {.photos = photos});
+///
+/// The handlers run on the queue it was made with: a `ManualQueue` gives each step to the test. Without one
+/// it is as fast as a serial queue can be.
+///
+/// Callable from any thread.
+class TQ_API FakeImageManager final : public platform::PHImageManager,
+                                      public std::enable_shared_from_this<FakeImageManager> {
+ public:
+  [[nodiscard]] static std::shared_ptr<FakeImageManager> make(
+      std::shared_ptr<platform::DispatchQueue> queue = platform::DispatchQueue::serial());
+
+  /// Adds a video, or changes how one that is there is treated from the next request on.
+  void add(const std::string& identifier, FakeVideo video = {});
+
+  /// All videos, in the order they were added first.
+  [[nodiscard]] std::vector<std::shared_ptr<const platform::PHAsset>> videos() const;
+
+  /// Gives all requests that stall their result.
+  void finish();
+
+  [[nodiscard]] std::size_t requestsMade() const;
+  [[nodiscard]] std::size_t requestsCancelled() const;
+
+  platform::PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const platform::PHAsset> video,
+                                                    platform::PHVideoRequestOptions options,
+                                                    ResultHandler resultHandler) override;
+  void cancelImageRequest(platform::PHImageRequestID request) override;
+
+ private:
+  struct Request {
+    std::string identifier;
+    std::optional<FakeVideo> video;  // absent: the library has no such video
+    platform::PHVideoRequestOptions options;
+    ResultHandler resultHandler;
+  };
+
+  explicit FakeImageManager(std::shared_ptr<platform::DispatchQueue> queue) : queue_(std::move(queue)) {}
+  void serve(platform::PHImageRequestID id);
+  [[nodiscard]] bool report(platform::PHImageRequestID id, double fraction,
+                            const std::optional<platform::NSError>& error);
+  void end(platform::PHImageRequestID id, bool cancelled);
+  [[nodiscard]] std::shared_ptr<const Request> running(platform::PHImageRequestID id) const;
+
+  const std::shared_ptr<platform::DispatchQueue> queue_;
+  mutable std::mutex mutex_;
+  std::vector<std::shared_ptr<const platform::PHAsset>> videos_;
+  std::map<std::string, FakeVideo> treatment_;
+  std::map<platform::PHImageRequestID, std::shared_ptr<const Request>> running_;
+  platform::PHImageRequestID lastId_ = 0;
+  std::size_t cancelled_ = 0;
+};
+
+}  // namespace tq::doubles

@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
+#include "TQFoundationTesting/FixedVolumeInfo.h"
+#include "TQFoundationTesting/ManualQueue.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tq::tests {
+namespace {
+
+using doubles::FixedVolumeInfo;
+using doubles::ManualQueue;
+using namespace std::chrono_literals;
+
+class Delegate final : public TQDiskSpaceHandlerDelegate {
+ public:
+  explicit Delegate(bool handles = true) : handles_(handles) {}
+  bool didReachedMinimumDiskSpaceLimit() override {
+    ++calls;
+    return handles_;
+  }
+  int calls = 0;
+
+ private:
+  const bool handles_;
+};
+
+class DiskSpaceHandler : public testing::Test {
+ protected:
+  std::shared_ptr<FixedVolumeInfo> volume_ = std::make_shared<FixedVolumeInfo>(kMinDiskspace);
+  std::shared_ptr<ManualQueue> loop_ = std::make_shared<ManualQueue>();
+  std::shared_ptr<TQDiskSpaceHandler> handler_ =
+      TQDiskSpaceHandler::make({.volumes = volume_, .runLoop = loop_});
+  std::shared_ptr<Delegate> delegate_ = std::make_shared<Delegate>();
+};
+
+TEST_F(DiskSpaceHandler, ExactlyTheMinimumIsNotEnoughForTheQuestions) {
+  EXPECT_EQ(handler_->minFreeDiskSpaceLimit(), 300 * 1024 * 1024);
+  EXPECT_FALSE(handler_->hasAvailableFreeSpace());
+  EXPECT_FALSE(handler_->hasSpaceForCopyingVideo());
+  volume_->set(kMinDiskspace + 1);
+  EXPECT_TRUE(handler_->hasAvailableFreeSpace());
+  EXPECT_TRUE(handler_->hasSpaceForCopyingVideo());
+}
+
+TEST_F(DiskSpaceHandler, NegativeSizesAreHugeExceptForCopying) {
+  EXPECT_FALSE(handler_->isAvailableSpaceMoreThanSize(-1));
+  handler_->setMinFreeDiskSpaceLimit(-1);
+  EXPECT_FALSE(handler_->hasAvailableFreeSpace());
+  EXPECT_TRUE(handler_->hasSpaceForCopyingVideo());
+}
+
+TEST_F(DiskSpaceHandler, AnUnreadableVolumeHasNoRoom) {
+  volume_->set(std::nullopt);
+  EXPECT_EQ(getTotalDiskSpaceInBytes(*volume_), 0U);
+  EXPECT_FALSE(handler_->isAvailableSpaceMoreThanSize(0));
+}
+
+TEST_F(DiskSpaceHandler, TellsItsDelegateOncePerStartAndOnlyBelowTheMinimum) {
+  handler_->setDelegate(delegate_);
+  handler_->startMonitoringDiskSpace();
+  loop_->advance(9'999ms);
+  EXPECT_EQ(volume_->questions(), 0);
+  loop_->advance(1ms);
+  EXPECT_EQ(volume_->questions(), 1);
+  EXPECT_EQ(delegate_->calls, 0);  // enough is enough
+  volume_->set(kMinDiskspace - 1);
+  loop_->advance(10s);
+  EXPECT_EQ(delegate_->calls, 1);
+  EXPECT_EQ(handler_->diskCheckTimer(), nullptr);
+  loop_->advance(1h);
+  EXPECT_EQ(delegate_->calls, 1);
+  handler_->startMonitoringDiskSpace();
+  loop_->advance(10s);
+  EXPECT_EQ(delegate_->calls, 2);
+}
+
+TEST_F(DiskSpaceHandler, GoesOnLookingUntilSomebodyHandlesIt) {
+  volume_->set(0);
+  handler_->startMonitoringDiskSpace();
+  loop_->advance(20s);
+  const auto deaf = std::make_shared<Delegate>(false);
+  handler_->setDelegate(deaf);
+  loop_->advance(20s);
+  EXPECT_EQ(deaf->calls, 2);
+  handler_->setDelegate(delegate_);
+  loop_->advance(20s);
+  EXPECT_EQ(delegate_->calls, 1);
+}
+
+TEST_F(DiskSpaceHandler, AnotherStartBeginsTheIntervalAnewWithOneTimer) {
+  handler_->startMonitoringDiskSpace();
+  loop_->advance(6s);
+  handler_->startMonitoringDiskSpace();
+  loop_->advance(6s);
+  EXPECT_EQ(volume_->questions(), 0);
+  loop_->advance(4s);
+  EXPECT_EQ(volume_->questions(), 1);
+  handler_->stopMonitoringDiskSpace();
+  handler_->stopMonitoringDiskSpace();
+  loop_->advance(1h);
+  EXPECT_EQ(volume_->questions(), 1);
+}
+
+TEST_F(DiskSpaceHandler, LivesWhileItMonitorsAndMayBeReleasedByItsDelegate) {
+  struct Releasing final : TQDiskSpaceHandlerDelegate {
+    bool didReachedMinimumDiskSpaceLimit() override {
+      owned = nullptr;
+      return true;
+    }
+    std::shared_ptr<TQDiskSpaceHandler> owned;
+  };
+  const auto owner = std::make_shared<Releasing>();
+  owner->owned = std::move(handler_);
+  const std::weak_ptr<TQDiskSpaceHandler> weak = owner->owned;
+  owner->owned->setDelegate(owner);
+  owner->owned->startMonitoringDiskSpace();
+  volume_->set(0);
+  loop_->advance(10s);
+  loop_->advance(10s);
+  EXPECT_TRUE(weak.expired());
+}
+
+TEST(FreeSpace, IsAskedOfTheNearestFolderThatExists) {
+  const TemporaryFolder home;
+  const EnvironmentVariable homeVariable("HOME", (home / "not/there").string());
+  const EnvironmentVariable config("XDG_CONFIG_HOME", (home / "config").string());
+  struct Recorder final : platform::VolumeInfo {
+    std::optional<std::uint64_t> freeBytes(const std::filesystem::path& path) const override {
+      asked = path;
+      return 5;
+    }
+    mutable std::filesystem::path asked;
+  } recorder;
+  EXPECT_EQ(getTotalDiskSpaceInBytes(recorder), 5U);
+  EXPECT_EQ(recorder.asked, home.path());
+  EXPECT_GT(getTotalDiskSpaceInBytes(), 0U);  // the machine's own answer
+}
+
+}  // namespace
+}  // namespace tq::tests

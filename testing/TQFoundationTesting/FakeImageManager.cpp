@@ -101,15 +101,19 @@ void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
   if (!request) return;
   PHImageInfo info{.error = std::nullopt, .cancelled = cancelled};
   std::shared_ptr<platform::AVAsset> asset;
+  if (cancelled) return request->resultHandler(nullptr, info);
+  const auto missing = [&](std::string sentence) {
+    return platform::makeError(platform::NSCocoaErrorDomain, platform::NSFileReadNoSuchFileError,
+                               std::move(sentence) + request->identifier);
+  };
   if (!request->video) {
-    info.error = platform::makeError(platform::NSCocoaErrorDomain, platform::NSFileReadNoSuchFileError,
-                                     "no such video: " + request->identifier);
-  } else if (request->video->hasAsset && !cancelled) {
+    info.error = missing("no such video: ");
+  } else if (!request->video->hasAsset) {
+    info.error = request->video->error.value_or(missing("no asset of "));
+  } else {
     asset = request->video->asset;
     if (!asset)
       asset = std::make_shared<AVURLAsset>(platform::URL::fileURLWithPath("/" + request->identifier));
-  } else if (!cancelled) {
-    info.error = request->video->error;
   }
   request->resultHandler(std::move(asset), info);
 }

@@ -1,0 +1,163 @@
+// The videos whose originals lie in the cloud: fetched, kept, found again; and all that may go wrong on the
+// way.
+
+#include "TQFoundation/Platform/Default/DirectoryPhotoLibrary/DirectoryImageManager.h"
+#include "tests/Platform/Default/DirectoryPhotoLibrary/Clips.h"
+#include "tests/contract/ImageManagerContract.h"
+#include "tests/support/LoopbackServer.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tq::tests {
+namespace {
+
+using namespace platform;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+// A library, its cloud, and where temporary files would show.
+struct CloudWorld : ImageManagerWorld {
+  CloudWorld() {
+    fs::copy_file(clipFile("vp8.webm"), folder / "playable.webm");
+    writeFile(folder / "failing.mp4", "no film");
+    addToCloud("never.mp4",
+               {.body = std::string(9'000, 'x'), .fault = Reply::Fault::stallInBody, .faultAfter = 900});
+    playable = "playable.webm";
+    failing = "failing.mp4";
+    neverEnding = "never.mp4";
+    manager = DirectoryImageManager::make(folder.path(), {.cacheFolder = kept / "cache/videos"});
+  }
+  ~CloudWorld() override { EXPECT_EQ(temporary.files(), 0); }
+
+  void addToCloud(const std::string& name, Reply reply) {
+    server.serve("/" + name, std::move(reply));
+    writeFile(folder / (name + ".cloud"), server.url("/" + name) + "\n");
+  }
+
+  const TemporaryFolder folder;
+  const TemporaryFolder kept;
+  const TemporaryFolder temporary;
+  const EnvironmentVariable variable{"TMPDIR", temporary.path()};
+  LoopbackServer server;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(DirectoryLibrary, ImageManagerContract, CloudWorld);
+
+class CloudVideos : public testing::Test, protected CloudWorld {
+ protected:
+  DirectoryImageManager& photos_ = static_cast<DirectoryImageManager&>(*manager);
+
+  // Asks for a video that has to come, and answers where it is.
+  fs::path fetched(const std::string& name, bool network = true) {
+    VideoRequested request(manager, name, network);
+    EXPECT_TRUE(request.wait());
+    if (!request.asset()) {
+      ADD_FAILURE() << name << ": " << request.info().error->localizedDescription();
+      return {};
+    }
+    EXPECT_TRUE(photos_.isFetched(*request.asset()) && request.info().isInCloud);
+    return *dynamic_cast<const AVURLAsset&>(*request.asset()).url().filePath();
+  }
+  const std::string film_ = readFile(clipFile("h264.MP4"));
+};
+
+TEST_F(CloudVideos, OfManyKindsAreFetchedOnceAndFoundAgainBesideLocalOnes) {
+  bool cloud = false;
+  for (const Clip& clip : allClips()) {
+    SCOPED_TRACE(clip.name);
+    fs::create_symlink(clipFile(clip.name), folder / clip.name);
+    for (const bool fromCloud : {false, cloud = !cloud}) {
+      if (fromCloud) addToCloud(clip.name, {.body = readFile(clipFile(clip.name))});
+      VideoRequested request(manager, clip.name);
+      ASSERT_TRUE(request.wait() && request.asset()) << request.info().error->localizedDescription();
+      const AVVideoDetails& details = *request.asset()->details();
+      EXPECT_NEAR(details.duration.count(), clip.seconds, kDurationTolerance);
+      EXPECT_EQ(details.codec, clip.codec);
+      EXPECT_EQ(details.naturalSize, (CGSize{128, 96}));
+      EXPECT_EQ(photos_.isFetched(*request.asset()), fromCloud);
+      EXPECT_EQ(request.fractions().empty() ? 0.0 : request.fractions().back(), fromCloud ? 1.0 : 0.0);
+      if (!fromCloud) continue;
+      EXPECT_EQ(readFile(fetched(clip.name, false)), readFile(clipFile(clip.name)));
+      EXPECT_EQ(server.requests("/" + std::string(clip.name)), 1);
+    }
+  }
+  EXPECT_EQ(fs::status(kept / "cache/videos").permissions(), fs::perms::owner_all);
+}
+
+TEST_F(CloudVideos, StayThereWithoutNetworkAccess) {
+  addToCloud("film.mp4", {.body = film_});
+  writeFile(folder / "film.mp4", film_);  // no more than a stand-in
+  VideoRequested request(manager, "film.mp4", false);
+  ASSERT_TRUE(request.wait() && request.info().error);
+  EXPECT_TRUE(request.info().isInCloud);
+  EXPECT_EQ(request.info().error, request.errorTold());
+  EXPECT_EQ(server.requests("/film.mp4"), 0);
+}
+
+TEST_F(CloudVideos, AreFetchedAnewWhenTheURLIsAnotherOrTheKeptFileIsDamaged) {
+  addToCloud("film.mp4", {.body = film_, .length = Reply::Length::chunked});
+  const fs::path first = fetched("film.mp4");
+  writeFile(folder / "film.mp4.cloud", "\xef\xbb\xbf \t" + server.url("/film.mp4?2") + " \r\nmore\n");
+  const fs::path second = fetched("film.mp4");
+  EXPECT_NE(first, second);
+  EXPECT_EQ(server.requests("/film.mp4"), 2);
+  for (const bool folderInstead : {false, true}) {
+    fs::remove(second);
+    if (folderInstead) {
+      fs::create_directory(second);
+    } else {
+      writeFile(second, film_.substr(0, 999));
+    }
+    EXPECT_EQ(fetched("film.mp4"), second);
+    EXPECT_EQ(readFile(second), film_);
+  }
+  EXPECT_EQ(server.requests("/film.mp4"), 4);
+  EXPECT_EQ(kept.files(), 2);
+}
+
+TEST_F(CloudVideos, AskedForTwiceAtOnceBothCome) {
+  addToCloud("film.mp4", {.body = film_, .pause = 1ms, .pauseEvery = 4'000});
+  for (int round = 0; round < 10; ++round) {
+    std::vector<VideoRequested> requests;
+    for (int i = 0; i < 4; ++i) requests.emplace_back(manager, "film.mp4");
+    for (VideoRequested& request : requests) EXPECT_TRUE(request.wait() && request.asset());
+    EXPECT_EQ(kept.files(), 1);
+    writeFile(fetched("film.mp4"), "damaged");  // for the next round
+  }
+}
+
+TEST_F(CloudVideos, WhatGoesWrongOnTheWayIsToldAndNothingIsKept) {
+  using Fault = Reply::Fault;
+  addToCloud("page.mp4", {.body = "<html>Please log in</html>"});
+  addToCloud("empty.mp4", {.status = 204});
+  addToCloud("gone.mp4", {.status = 404, .body = film_});
+  addToCloud("moved.mp4", {.status = 302, .headers = {"Location: file:///etc/passwd"}});
+  addToCloud("short.mp4", {.body = film_, .fault = Fault::closeInBody, .faultAfter = film_.size() - 1});
+  addToCloud("reset.mp4", {.body = film_, .fault = Fault::resetInBody, .faultAfter = 999});
+  writeFile(folder / "blank.mp4.cloud", " \t\r\n" + server.url("/gone.mp4"));
+  writeFile(folder / "file.mp4.cloud", "file:///etc/passwd");
+  writeFile(folder / "words.mp4.cloud", "no URL here");
+  writeFile(folder / "long.mp4.cloud", server.url("/") + std::string(1 << 20, 'x'));
+  const std::tuple<std::string, std::int64_t, const char*> cases[] = {
+      {"page.mp4", NSFileReadCorruptFileError, " is not playable: it is damaged"},
+      {"empty.mp4", NSFileReadCorruptFileError, " is not playable: the file is empty"},
+      {"gone.mp4", NSURLErrorBadServerResponse, ": the server answered 404"},
+      {"moved.mp4", NSURLErrorUnsupportedURL, ""},
+      {"short.mp4", NSURLErrorNetworkConnectionLost, ""},
+      {"reset.mp4", NSURLErrorNetworkConnectionLost, ""},
+      {"blank.mp4", NSFileReadCorruptFileError, ".cloud names no original: its first line is empty"},
+      {"file.mp4", NSFileReadCorruptFileError, ".cloud names no original: its URL is neither http nor https"},
+      {"words.mp4", NSFileReadCorruptFileError, ".cloud names no original: its first line is no URL"},
+      {"long.mp4", NSFileReadCorruptFileError, ".cloud names no original: its first line is too long"}};
+  for (const auto& [name, code, words] : cases) {
+    VideoRequested request(manager, name);
+    ASSERT_TRUE(request.wait() && request.info().error) << name;
+    EXPECT_EQ(request.info().error, request.errorTold());
+    EXPECT_EQ(request.info().error->code, code) << name;
+    const std::string sentence = request.info().error->localizedDescription();
+    EXPECT_NE(sentence.find(name + words), std::string::npos) << sentence;
+  }
+  EXPECT_EQ(kept.files(), 0);
+}
+
+}  // namespace
+}  // namespace tq::tests

@@ -5,6 +5,7 @@ set(TQ_INSTALLED TQFoundation TQFoundationTesting)
 if(TQ_BUILD_PHOTO_LIBRARY)
   list(APPEND TQ_INSTALLED TQDirectoryPhotoLibrary)
 endif()
+get_target_property(tq_type TQFoundation TYPE)
 set(TQ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TQFoundation)
 
 install(TARGETS ${TQ_INSTALLED} EXPORT TQFoundationTargets
@@ -22,7 +23,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/TQFoundationConfig.cmake
         DESTINATION ${TQ_CMAKE_DIR} COMPONENT devel)
 
 # A static library's users link what it needs themselves, a shared one's do not.
-get_target_property(tq_type TQFoundation TYPE)
 if(tq_type STREQUAL "STATIC_LIBRARY")
   list(JOIN TQ_ADAPTER_PKGCONFIG ", " TQ_PC_REQUIRES)
   set(TQ_PC_LIBRARIES "-lboost_url -pthread")

@@ -1,0 +1,109 @@
+#include "tools/tq/DownloadCommand.h"
+
+#include <memory>
+#include <optional>
+#include <system_error>
+
+#include "TQFoundation/MediaLoading/TQFileDownloader.h"
+#include "tools/tq/Outcome.h"
+#include "tools/tq/Progress.h"
+#include "tools/tq/Text.h"
+
+namespace tq::tool {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::NSError;
+using platform::URL;
+
+class DownloadScreen final : public TQFileDownloaderDelegate {
+ public:
+  explicit DownloadScreen(std::string label) : label_(std::move(label)) {}
+
+  void fileDownloadingProgress(double fraction) override {
+    if (fraction < 0) return progress_->showUnknown(label_);
+    progress_->show(fraction, label_);
+  }
+  void didFinishFileDownloadingAtURL(const URL&) override {
+    progress_->show(1, label_);
+    complete_ = true;
+  }
+  void didFinishFileDownloadingWithError(const std::optional<NSError>& error) override {
+    if (!error_) error_ = error;
+    ended_ = true;
+  }
+
+  void wipeProgress() { progress_.reset(); }
+  [[nodiscard]] bool ended() const { return ended_; }
+  [[nodiscard]] bool complete() const { return complete_; }
+  [[nodiscard]] const std::optional<NSError>& error() const { return error_; }
+
+ private:
+  const std::string label_;
+  std::optional<Progress> progress_{std::in_place, "downloaded"};
+  std::optional<NSError> error_;
+  bool complete_ = false;
+  bool ended_ = false;
+};
+
+// Why nothing could ever be put at `file`: asked before the transfer, which would be in vain.
+std::optional<std::string> obstacleAt(const fs::path& file) {
+  std::error_code ignored;
+  if (fs::symlink_status(file, ignored).type() == fs::file_type::directory)
+    return file.string() + " is a folder: name the file that is to be made";
+  if (fs::exists(fs::symlink_status(file, ignored)))
+    return file.string() + " exists already, and nothing is overwritten";
+  if (!file.has_filename()) return '"' + file.string() + "\" does not name a file";
+  const fs::path folder = fs::absolute(file, ignored).parent_path();
+  if (!fs::is_directory(folder, ignored)) return "there is no folder " + folder.string();
+  return std::nullopt;
+}
+
+void warnAboutStatus(const TQFileDownloader& downloader, const DownloadRequest& request) {
+  const auto task = downloader.downloadTask();
+  const auto response = task ? task->response() : std::nullopt;
+  if (!response || response->statusCode / 100 == 2) return;
+  say("warning: the server answered with status " + std::to_string(response->statusCode) + ": what " +
+      request.file.string() + " holds is its answer, hardly the file that was meant");
+}
+
+// Downloads to the end, whichever it is; what `screen` has heard says which.
+bool runDownloader(const DownloadRequest& request, const URL& remote, DownloadScreen& screen,
+                   std::shared_ptr<TQFileDownloader> downloader, const Interrupts& interrupts) {
+  bool cancelled = false;
+  downloader->downloadFileAtRemoteLocation(remote, URL::fileURLWithPath(request.file));
+  runMainQueue(
+      interrupts, [&] { return screen.ended(); },
+      [&] {
+        cancelled = true;
+        downloader->cancelFileDownload();
+      });
+  screen.wipeProgress();
+  if (screen.complete()) warnAboutStatus(*downloader, request);
+  const std::weak_ptr<const void> underWay = downloader;
+  downloader = nullptr;
+  runMainQueueUntilReleased(underWay);
+  return cancelled;
+}
+
+}  // namespace
+
+int download(const DownloadRequest& request, const Interrupts& interrupts) {
+  const auto remote = URL::parse(request.url);
+  if (!remote || !remote->isHTTP()) return fail('"' + request.url + "\" is no http or https URL");
+  if (const auto obstacle = obstacleAt(request.file)) return fail(*obstacle);
+
+  const auto screen = std::make_shared<DownloadScreen>(request.file.filename().string());
+  auto downloader = TQFileDownloader::make();
+  downloader->setDownloadDelegate(screen);
+  const bool cancelled = runDownloader(request, *remote, *screen, std::move(downloader), interrupts);
+  if (screen->complete()) {
+    std::error_code ignored;
+    return write(printable(request.file.string()) + "  " +
+                 std::to_string(fs::file_size(request.file, ignored)) + " bytes\n");
+  }
+  if (cancelled) return say("cancelled"), kExitInterrupted;
+  return fail(sentence(screen->error().value_or(NSError{}), request.url));
+}
+
+}  // namespace tq::tool

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "TQFoundation/Platform/Support/NSError.h"
+
+namespace tq::tool {
+
+/// What the program ends with.
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+inline constexpr int kExitInterrupted = 130;  ///< What shells report of a program that Ctrl-C has ended.
+
+/// Writes "tq: " and `sentence`, made printable, as a line to standard error.
+void say(std::string_view sentence);
+
+/// The same, for a `return`: answers `kExitFailure`.
+[[nodiscard]] int fail(std::string_view sentence);
+
+/// Writes `text` as it is to standard output and answers what the program ends with: a reader that is gone or
+/// a full disk is a failure.
+[[nodiscard]] int write(std::string_view text);
+
+/// A sentence for people about `error`, also for the library's errors that come without one. `subject` is
+/// what was being loaded.
+[[nodiscard]] std::string sentence(const platform::NSError& error, std::string_view subject);
+
+}  // namespace tq::tool

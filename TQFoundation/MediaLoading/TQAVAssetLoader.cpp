@@ -131,7 +131,7 @@ void TQAVAssetLoader::qx_loadCloudLibraryVideo(const std::shared_ptr<const PHAss
     self->ports_.mainQueue->async([self, overall, error] { self->libraryProgress(overall, error); });
   };
   requestAsset(video, {.networkAccessAllowed = true, .progressHandler = std::move(onProgress)},
-               [this, video](LibraryAsset asset) { libraryAssetArrived(*video, std::move(asset)); });
+               &TQAVAssetLoader::libraryAssetArrived);
 }
 
 void TQAVAssetLoader::libraryProgress(double overall, const std::optional<NSError>& error) {
@@ -142,25 +142,24 @@ void TQAVAssetLoader::libraryProgress(double overall, const std::optional<NSErro
   qx_notifyLoadingErrorIfNeeded(*error);
 }
 
-void TQAVAssetLoader::libraryAssetArrived(const PHAsset& video, LibraryAsset asset) {
+void TQAVAssetLoader::libraryAssetArrived(const std::shared_ptr<const PHAsset>& video, LibraryAsset asset) {
   if (!asset) {
     ++numberOfVideosDownloaded_;
     videoInFlight_ = false;
     if (!libraryErrorTold_) failWithNetworkError();
     return;
   }
-  qx_setMovieLoadedForAsset(std::move(asset), video.localIdentifier());
+  qx_setMovieLoadedForAsset(std::move(asset), video->localIdentifier());
   videoFinished();
 }
 
-// Has `onMain` called with the library's answer, unless the load is cancelled by then.
+// The library's answer goes to `arrived` on the main queue, unless the load is cancelled by then.
 void TQAVAssetLoader::requestAsset(const std::shared_ptr<const PHAsset>& video,
-                                   platform::PHVideoRequestOptions options,
-                                   std::function<void(LibraryAsset)> onMain) {
-  auto onResult = [self = shared_from_this(), onMain = std::move(onMain)](LibraryAsset asset,
-                                                                          const platform::PHImageInfo&) {
-    self->ports_.mainQueue->async([self, onMain, asset = std::move(asset)] {
-      if (!self->downloadCancelled()) onMain(asset);
+                                   platform::PHVideoRequestOptions options, Arrival arrived) {
+  auto onResult = [self = shared_from_this(), video, arrived](LibraryAsset asset,
+                                                              const platform::PHImageInfo&) {
+    self->ports_.mainQueue->async([self, video, arrived, asset = std::move(asset)] {
+      if (!self->downloadCancelled()) ((*self).*arrived)(video, asset);
     });
   };
   videoRequestIdentifier_ =

@@ -39,12 +39,14 @@ std::filesystem::path TQAVAssetLoader::locationOfiCloudMovieAtURL(
 
 void TQAVAssetLoader::qx_loadiCloudSharedVideo(const std::shared_ptr<const PHAsset>& video) {
   requestAsset(video, {.networkAccessAllowed = true, .progressHandler = nullptr},
-               [this, video](LibraryAsset asset) {
-                 const auto* const remote = dynamic_cast<const AVURLAsset*>(asset.get());
-                 if (remote != nullptr) return qx_loadCloudSharedAVURLAsset(*remote, video);
-                 videoInFlight_ = false;
-                 failWithNetworkError();
-               });
+               &TQAVAssetLoader::sharedAssetArrived);
+}
+
+void TQAVAssetLoader::sharedAssetArrived(const std::shared_ptr<const PHAsset>& video, LibraryAsset asset) {
+  const auto* const remote = dynamic_cast<const AVURLAsset*>(asset.get());
+  if (remote != nullptr) return qx_loadCloudSharedAVURLAsset(*remote, video);
+  videoInFlight_ = false;
+  failWithNetworkError();
 }
 
 void TQAVAssetLoader::qx_loadCloudSharedAVURLAsset(const AVURLAsset& asset,

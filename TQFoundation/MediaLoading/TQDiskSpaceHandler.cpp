@@ -10,19 +10,20 @@ namespace {
 
 constexpr std::chrono::seconds kCheckInterval{10};
 
-std::filesystem::path nearestExisting(std::filesystem::path folder) {
+bool isMissing(const std::filesystem::path& folder) {
   std::error_code error;
-  while (folder.has_relative_path() &&
-         std::filesystem::status(folder, error).type() == std::filesystem::file_type::not_found)
-    folder = folder.parent_path();
-  return folder;
+  return std::filesystem::status(folder, error).type() == std::filesystem::file_type::not_found;
 }
 
 }  // namespace
 
 std::uint64_t getTotalDiskSpaceInBytes(const platform::VolumeInfo& volumes) {
-  const auto documents = platform::userFolder(platform::UserFolder::documents);
-  return volumes.freeBytes(nearestExisting(documents)).value_or(0);
+  auto folder = platform::userFolder(platform::UserFolder::documents);
+  for (;;) {
+    if (const auto free = volumes.freeBytes(folder)) return *free;
+    if (!folder.has_relative_path() || !isMissing(folder)) return 0;
+    folder = folder.parent_path();
+  }
 }
 
 std::shared_ptr<TQDiskSpaceHandler> TQDiskSpaceHandler::make(TQDiskSpaceHandlerPorts ports) {

@@ -5,10 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <string_view>
@@ -34,10 +33,11 @@ fs::path temporaryBase() {
 
 // A real folder, not a link to one; this user's; open to nobody else.
 bool makePrivateFolder(const fs::path& folder) {
-  if (::mkdir(folder.c_str(), 0700) == 0) return true;
-  if (errno != EEXIST) return false;
   struct stat info {};
-  if (::lstat(folder.c_str(), &info) != 0) return false;
+  if (::lstat(folder.c_str(), &info) != 0) {
+    if (::mkdir(folder.c_str(), 0700) == 0) return true;
+    if (errno != EEXIST || ::lstat(folder.c_str(), &info) != 0) return false;
+  }
   if (!S_ISDIR(info.st_mode) || info.st_uid != ::geteuid()) return false;
   return (info.st_mode & 0777) == 0700 || ::chmod(folder.c_str(), 0700) == 0;
 }
@@ -70,14 +70,36 @@ fs::path folderFromLine(std::string_view line, std::string_view key, const fs::p
   return value.starts_with('/') ? fs::path(value) : fs::path();
 }
 
+// The first bytes of a file that people write by hand; empty when it cannot be read.
+std::string readSettings(const std::string& path) {
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) return {};
+  std::string text(std::size_t{64} * 1024, '\0');
+  const ssize_t got = ::read(file, text.data(), text.size());
+  ::close(file);
+  text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+  return text;
+}
+
 fs::path configuredFolder(std::string_view key, const fs::path& home) {
-  fs::path config = absoluteFolderFromEnvironment("XDG_CONFIG_HOME");
-  if (config.empty()) config = home / ".config";
-  std::ifstream file(config / "user-dirs.dirs");
-  for (std::string line; std::getline(file, line);) {
+  const fs::path config = absoluteFolderFromEnvironment("XDG_CONFIG_HOME");
+  const std::string settings =
+      readSettings((config.empty() ? home.native() + "/.config" : config.native()) + "/user-dirs.dirs");
+  for (std::string_view left = settings; !left.empty();) {
+    const std::string_view line = left.substr(0, left.find('\n'));
     if (fs::path folder = folderFromLine(line, key, home); !folder.empty()) return folder;
+    left.remove_prefix(std::min(line.size() + 1, left.size()));
   }
   return {};
+}
+
+std::string readProgramName() {
+  std::error_code error;
+  const fs::path program = fs::read_symlink("/proc/self/exe", error);
+  std::string name = program.filename().string();
+  constexpr std::string_view kDeleted = " (deleted)";
+  if (name.ends_with(kDeleted)) name.resize(name.size() - kDeleted.size());
+  return name.empty() ? "TQFoundation" : name;
 }
 
 }  // namespace
@@ -116,13 +138,10 @@ fs::path userCacheFolder() {
   return base / programName();
 }
 
+// Asking the kernel costs as much as creating a file, and the answer stays the same.
 std::string programName() {
-  std::error_code error;
-  const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  std::string name = program.filename().string();
-  constexpr std::string_view kDeleted = " (deleted)";
-  if (name.ends_with(kDeleted)) name.resize(name.size() - kDeleted.size());
-  return name.empty() ? "TQFoundation" : name;
+  static const auto& name = *new std::string(readProgramName());
+  return name;
 }
 
 }  // namespace tq::platform

@@ -34,9 +34,31 @@ class SerialQueue final : public DispatchQueue {
     scheduleBatch();
   }
 
+  // On an idle queue the caller's own thread is as good as another, and none is woken.
+  void sync(const std::function<void()>& task) override {
+    if (isCurrent()) return task();
+    if (!occupyIdle()) return DispatchQueue::sync(task);
+    const auto* const outer = std::exchange(running_, this);
+    [&]() noexcept { task(); }();
+    running_ = outer;
+    if (!release()) scheduleBatch();
+  }
+
   [[nodiscard]] bool isCurrent() const override { return running_ == this; }
 
  private:
+  bool occupyIdle() {
+    const std::scoped_lock lock(mutex_);
+    return !std::exchange(scheduled_, true);
+  }
+
+  // False when tasks have come meanwhile: the queue stays occupied for them.
+  bool release() {
+    const std::scoped_lock lock(mutex_);
+    scheduled_ = !waiting_.empty();
+    return !scheduled_;
+  }
+
   void scheduleBatch() {
     auto self = std::static_pointer_cast<SerialQueue>(shared_from_this());
     WorkerPool::shared().submit([self = std::move(self)] { self->runBatch(); }, Priority::normal);
@@ -55,14 +77,10 @@ class SerialQueue final : public DispatchQueue {
       task = nullptr;
     }
     running_ = outer;
-    {
-      const std::scoped_lock lock(mutex_);
-      if (waiting_.empty()) {
-        scheduled_ = false;
-        return;
-      }
-    }
+    if (release()) return;
+    WorkerPool::Burst burst;
     scheduleBatch();
+    burst.wakeForOthers();
   }
 
   static thread_local const SerialQueue* running_;

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <utility>
 
+#include "TQFoundation/Platform/Core/LookAround.h"
 #include "TQFoundation/Platform/Core/TimerService.h"
 #include "TQFoundation/Platform/Support/Guarded.h"
 
@@ -103,6 +104,7 @@ void LoopQueue::async(Task task) {
     const std::scoped_lock lock(mutex_);
     waiting_.push_back(std::move(task));
     if (waiting_.size() > 1) return;
+    somethingWaits_ = true;
     signalDescriptor();
     wakeUp = wakeUp_;
   }
@@ -120,6 +122,7 @@ void LoopQueue::run() {
   thread_ = std::this_thread::get_id();
   while (!stopAsked_.exchange(false)) {
     if (next_ == taken_.size()) {
+      lookAround([this] { return stopAsked_ || somethingWaits_; });
       std::unique_lock lock(mutex_);
       added_.wait(lock, [this] { return stopAsked_ || !waiting_.empty(); });
       takeWaiting();
@@ -171,6 +174,7 @@ int LoopQueue::descriptor() {
 void LoopQueue::takeWaiting() {
   taken_.clear();
   taken_.swap(waiting_);
+  somethingWaits_ = false;
   next_ = 0;
   if (std::exchange(signalled_, false)) {
     char byte = 0;
@@ -186,6 +190,7 @@ void LoopQueue::giveBackTaken() {
   taken_.insert(taken_.end(), std::make_move_iterator(waiting_.begin()),
                 std::make_move_iterator(waiting_.end()));
   waiting_.swap(taken_);
+  somethingWaits_ = true;
   taken_.clear();
   next_ = 0;
   signalDescriptor();

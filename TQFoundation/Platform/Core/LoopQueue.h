@@ -77,6 +77,7 @@ class TQ_API LoopQueue final : public DispatchQueue, public RunLoop {
   std::mutex mutex_;
   std::condition_variable added_;
   std::vector<Task> waiting_;
+  std::atomic<bool> somethingWaits_ = false;  // for a look without the lock
   std::atomic<bool> stopAsked_ = false;
   bool signalled_ = false;
   std::shared_ptr<const std::function<void()>> wakeUp_;

@@ -1,30 +1,32 @@
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#include <semaphore.h>
+
+#include <cerrno>
 
 namespace tq::platform {
 
 /// Lets one thread wait until another has opened the gate, once.
 ///
-/// The waiting thread may destroy the gate as soon as `wait` has returned: `open` touches it no more by then.
+/// The waiting thread may destroy the gate as soon as `wait` has returned: `open` touches it no more by then,
+/// which POSIX promises of its semaphores. A mutex with a condition variable keeps that only by waking the
+/// waiting thread while the lock is held, and so twice.
 class SyncGate {
  public:
-  void open() {
-    const std::scoped_lock lock(mutex_);
-    open_ = true;
-    opened_.notify_one();
-  }
+  SyncGate() { ::sem_init(&opened_, 0, 0); }
+  ~SyncGate() { ::sem_destroy(&opened_); }
+  SyncGate(const SyncGate&) = delete;
+  SyncGate& operator=(const SyncGate&) = delete;
+
+  void open() { ::sem_post(&opened_); }
 
   void wait() {
-    std::unique_lock lock(mutex_);
-    opened_.wait(lock, [this] { return open_; });
+    while (::sem_wait(&opened_) != 0 && errno == EINTR) {
+    }
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable opened_;
-  bool open_ = false;
+  sem_t opened_{};
 };
 
 }  // namespace tq::platform

@@ -4,6 +4,8 @@
 #include <thread>
 #include <utility>
 
+#include "TQFoundation/Platform/Core/LookAround.h"
+
 namespace tq::platform {
 
 WorkerPool& WorkerPool::shared() {
@@ -11,12 +13,41 @@ WorkerPool& WorkerPool::shared() {
   return *pool;
 }
 
+thread_local WorkerPool::Burst* WorkerPool::Burst::current_ = nullptr;
+
+WorkerPool::Burst::~Burst() {
+  wakeForAll();
+  current_ = nullptr;
+}
+
+void WorkerPool::Burst::wakeForAll() {
+  for (; submitted_ > 0; --submitted_) shared().wakeThread();
+}
+
+void WorkerPool::Burst::wakeForOthers() {
+  if (submitted_ > 0) --submitted_;
+  wakeForAll();
+}
+
 void WorkerPool::submit(Task task, DispatchQueue::Priority priority) {
-  bool needsThread = false;
   {
     const std::scoped_lock lock(mutex_);
     tasks_[priority == DispatchQueue::Priority::high ? 0 : 1].push_back(std::move(task));
-    needsThread = waiting() > idle_ && threads_ < kMaxThreads;
+    ++waiting_;
+  }
+  if (Burst::current_ != nullptr) {
+    ++Burst::current_->submitted_;
+  } else {
+    wakeThread();
+  }
+}
+
+void WorkerPool::wakeThread() {
+  bool needsThread = false;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (waiting_ <= looking_) return;
+    needsThread = waiting_ > looking_ + asleep_ && threads_ < kMaxThreads;
     if (needsThread) ++threads_;
   }
   if (needsThread) {
@@ -50,10 +81,17 @@ void WorkerPool::work() {
 
 // False when this thread has waited its idle life for nothing and is no longer counted.
 bool WorkerPool::takeNext(std::unique_lock<std::mutex>& lock, Task& task) {
-  if (waiting() == 0) {
-    ++idle_;
-    const bool found = added_.wait_for(lock, kIdleLife, [this] { return waiting() != 0; });
-    --idle_;
+  if (waiting_ == 0) {
+    ++looking_;
+    lock.unlock();
+    lookAround([this] { return waiting_ != 0; });
+    lock.lock();
+    --looking_;
+  }
+  if (waiting_ == 0) {
+    ++asleep_;
+    const bool found = added_.wait_for(lock, kIdleLife, [this] { return waiting_ != 0; });
+    --asleep_;
     if (!found) {
       --threads_;
       return false;
@@ -62,6 +100,7 @@ bool WorkerPool::takeNext(std::unique_lock<std::mutex>& lock, Task& task) {
   auto& from = tasks_[tasks_[0].empty() ? 1 : 0];
   task = std::move(from.front());
   from.pop_front();
+  --waiting_;
   return true;
 }
 

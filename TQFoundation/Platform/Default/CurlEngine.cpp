@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Core/WorkerPool.h"
 
 namespace tq::platform {
 namespace {
@@ -43,13 +44,20 @@ void CurlEngine::submit(Command command) {
 }
 
 void CurlEngine::run() {
+  WorkerPool::Burst burst;
   while (takeCommands()) {
     int stillRunning = 0;
     curl_multi_perform(multi_, &stillRunning);
     collectFinished();
     endOverdue();
-    if (!transfers_.empty()) curl_multi_poll(multi_, nullptr, 0, patience(), nullptr);
+    if (transfers_.empty()) continue;
+    burst.wakeForAll();
+    for (const CurlClient* const client : std::exchange(begun_, {}))
+      if (const auto found = transfers_.find(client); found != transfers_.end()) found->second->openFile();
+    curl_multi_poll(multi_, nullptr, 0, patience(), nullptr);
   }
+  // What the last transfer has to tell, this thread tells itself once it has left the engine.
+  burst.wakeForOthers();
 }
 
 // False when there is nothing left to do; the next command then runs the engine again.
@@ -81,6 +89,7 @@ void CurlEngine::begin(const std::shared_ptr<CurlClient>& client, std::unique_pt
   }
   curl_multi_add_handle(multi_, handle);
   transfers_.emplace(client.get(), std::move(transfer));
+  begun_.push_back(client.get());
 }
 
 void CurlEngine::collectFinished() {
@@ -133,10 +142,9 @@ std::unique_ptr<CurlTransfer> CurlEngine::remove(const CurlClient* client, CURLc
 }
 
 CURL* CurlEngine::takeHandle() {
-  if (spareHandles_.empty()) return curl_easy_init();
+  if (spareHandles_.empty()) return CurlTransfer::makeHandle();
   CURL* const handle = spareHandles_.back();
   spareHandles_.pop_back();
-  curl_easy_reset(handle);
   return handle;
 }
 

@@ -52,6 +52,7 @@ class CurlEngine {
   CURLM* const multi_;
   std::vector<CURL*> spareHandles_;
   std::unordered_map<const CurlClient*, std::unique_ptr<CurlTransfer>> transfers_;
+  std::vector<const CurlClient*> begun_;  // since the last turn
 };
 
 }  // namespace tq::platform

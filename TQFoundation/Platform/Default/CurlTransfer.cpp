@@ -73,10 +73,27 @@ CurlTransfer::~CurlTransfer() {
 
 std::optional<NSError> CurlTransfer::prepare(CURL* handle) {
   handle_ = handle;
-  if (handle == nullptr) return urlError(NSURLErrorUnknown, "the transfer engine has no handle left");
+  if (handle == nullptr) return urlError(NSURLErrorUnknown, "the transfer engine has no handle for it");
   if (!request_.url.isHTTP()) return urlError(NSURLErrorUnsupportedURL, "only http and https are spoken");
   if (!applyOptions()) return urlError(NSURLErrorUnknown, "the transfer engine refuses its options");
-  return openFile();
+  return std::nullopt;
+}
+
+CURL* CurlTransfer::makeHandle() {
+  CURL* const handle = curl_easy_init();
+  const auto set = [handle](CURLoption option, auto value) {
+    return curl_easy_setopt(handle, option, value) == CURLE_OK;
+  };
+  if (handle != nullptr && set(CURLOPT_PROTOCOLS_STR, "http,https") &&
+      set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https") && set(CURLOPT_FOLLOWLOCATION, 1L) &&
+      set(CURLOPT_MAXREDIRS, kMaxRedirects) && set(CURLOPT_BUFFERSIZE, kBufferBytes) &&
+      set(CURLOPT_NOSIGNAL, 1L) &&
+      // Without it a cancel waits for the system's resolver, which may take 10 s to give up.
+      set(CURLOPT_QUICK_EXIT, 1L) && set(CURLOPT_WRITEFUNCTION, &onBody) &&
+      set(CURLOPT_HEADERFUNCTION, &onHeader))
+    return handle;
+  curl_easy_cleanup(handle);
+  return nullptr;
 }
 
 bool CurlTransfer::applyOptions() {
@@ -84,28 +101,23 @@ bool CurlTransfer::applyOptions() {
     return curl_easy_setopt(handle_, option, value) == CURLE_OK;
   };
   return set(CURLOPT_URL, request_.url.absoluteString().c_str()) &&
-         set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https") &&
-         set(CURLOPT_FOLLOWLOCATION, 1L) && set(CURLOPT_MAXREDIRS, kMaxRedirects) &&
-         set(CURLOPT_BUFFERSIZE, kBufferBytes) && set(CURLOPT_NOSIGNAL, 1L) &&
-         // Without it a cancel waits for the system's resolver, which may take 10 s to give up.
-         set(CURLOPT_QUICK_EXIT, 1L) &&
          // Connecting is under the same rule as all else: `deadline` ends what brings no byte.
-         set(CURLOPT_CONNECTTIMEOUT_MS,
-             static_cast<long>(configuration_.timeoutIntervalForRequest.count())) &&
+         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(configuration_.timeoutIntervalForRequest.count())) &&
          set(CURLOPT_ERRORBUFFER, reason_.data()) && set(CURLOPT_PRIVATE, static_cast<void*>(this)) &&
-         set(CURLOPT_WRITEFUNCTION, &onBody) && set(CURLOPT_WRITEDATA, static_cast<void*>(this)) &&
-         set(CURLOPT_HEADERFUNCTION, &onHeader) && set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+         set(CURLOPT_WRITEDATA, static_cast<void*>(this)) &&
+         set(CURLOPT_HEADERDATA, static_cast<void*>(this));
 }
 
 // In the temporary folder, unless the file could not be renamed from there to where it is wanted.
-std::optional<NSError> CurlTransfer::openFile() {
+bool CurlTransfer::openFile() {
+  if (file_.descriptor >= 0) return true;
   const fs::path temporary = NSTemporaryDirectory();
   const fs::path& wanted = configuration_.destinationFolder;
   if (!wanted.empty() && !onSameVolume(wanted, temporary) && TemporaryFile::createIn(wanted, file_) == 0)
-    return std::nullopt;
-  if (const int error = TemporaryFile::createIn(temporary, file_))
-    return fileWriteError(error, temporary, "cannot create a temporary file in");
-  return std::nullopt;
+    return true;
+  const int error = TemporaryFile::createIn(temporary, file_);
+  if (error != 0) fileError_ = fileWriteError(error, temporary, "cannot create a temporary file in");
+  return error == 0;
 }
 
 std::size_t CurlTransfer::onHeader(char*, std::size_t size, std::size_t count, void* self) {
@@ -120,6 +132,7 @@ std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t coun
 
 bool CurlTransfer::write(const char* bytes, std::size_t count) {
   lastByte_ = Clock::now();
+  if (!openFile()) return false;
   if (!bodyBegun_) beginBody();
   for (std::size_t done = 0; done < count;) {
     const ssize_t written = ::write(file_.descriptor, bytes + done, count - done);
@@ -153,7 +166,7 @@ void CurlTransfer::reportProgress(Clock::time_point now) {
 }
 
 void CurlTransfer::finish(CURLcode result) {
-  if (result != CURLE_OK) return fail(fileError_ ? *fileError_ : errorOf(result));
+  if (result != CURLE_OK || !openFile()) return fail(fileError_ ? *fileError_ : errorOf(result));
   if (!bodyBegun_) beginBody();
   if (auto error = closeFile()) return fail(*error);
   if (total_ != reported_) reportProgress(Clock::now());

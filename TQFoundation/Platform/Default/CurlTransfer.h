@@ -38,11 +38,17 @@ class CurlTransfer {
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// Sets `handle` up for the request and opens the temporary file; answers why that cannot be done. The
-  /// handle stays the engine's.
+  /// A handle with what all requests have in common, or null.
+  [[nodiscard]] static CURL* makeHandle();
+
+  /// Sets `handle` up for the request; answers why that cannot be done. The handle stays the engine's.
   [[nodiscard]] std::optional<NSError> prepare(CURL* handle);
   [[nodiscard]] CURL* handle() const { return handle_; }
   [[nodiscard]] const CurlClient* client() const { return client_.get(); }
+
+  /// Makes the temporary file unless it is there: best while the server thinks about its answer. Without, it
+  /// is made for the first bytes; that it cannot be made ends the transfer then.
+  bool openFile();
 
   /// When the transfer will have gone without a byte for too long.
   [[nodiscard]] Clock::time_point deadline() const {
@@ -59,7 +65,6 @@ class CurlTransfer {
   [[nodiscard]] NSError urlError(std::int64_t code, std::string_view reason) const;
 
  private:
-  [[nodiscard]] std::optional<NSError> openFile();
   [[nodiscard]] bool applyOptions();
   [[nodiscard]] NSError errorOf(CURLcode result) const;
   [[nodiscard]] bool write(const char* bytes, std::size_t count);

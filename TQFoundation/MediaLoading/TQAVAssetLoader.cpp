@@ -9,7 +9,6 @@ namespace tq {
 using platform::AVAsset;
 using platform::NSError;
 using platform::PHAsset;
-using platform::URL;
 
 std::string kNetworkErrorDomain = "Network Error";
 std::int64_t kiCloudDownloadNetworkError = 81;
@@ -142,14 +141,15 @@ void TQAVAssetLoader::libraryProgress(double overall, const std::optional<NSErro
   qx_notifyLoadingErrorIfNeeded(*error);
 }
 
-void TQAVAssetLoader::libraryAssetArrived(const std::shared_ptr<const PHAsset>& video, LibraryAsset asset) {
+void TQAVAssetLoader::libraryAssetArrived(const std::shared_ptr<const PHAsset>& video,
+                                          const LibraryAsset& asset) {
   if (!asset) {
     ++numberOfVideosDownloaded_;
     videoInFlight_ = false;
     if (!libraryErrorTold_) failWithNetworkError();
     return;
   }
-  qx_setMovieLoadedForAsset(std::move(asset), video->localIdentifier());
+  qx_setMovieLoadedForAsset(asset, video->localIdentifier());
   videoFinished();
 }
 

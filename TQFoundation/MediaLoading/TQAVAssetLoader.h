@@ -174,14 +174,15 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
   // `telling`: the delegate is hearing how the batch has ended, which a cancel can no longer undo.
   enum class State { open, telling, cancelled };
   using LibraryAsset = std::shared_ptr<platform::AVAsset>;
-  using Arrival = void (TQAVAssetLoader::*)(const std::shared_ptr<const platform::PHAsset>&, LibraryAsset);
+  using Arrival = void (TQAVAssetLoader::*)(const std::shared_ptr<const platform::PHAsset>&,
+                                            const LibraryAsset&);
 
   void recordVideo(const std::shared_ptr<const platform::PHAsset>& video);
   void requestAsset(const std::shared_ptr<const platform::PHAsset>& video,
                     platform::PHVideoRequestOptions options, Arrival arrived);
   void libraryProgress(double overall, const std::optional<platform::NSError>& error);
-  void libraryAssetArrived(const std::shared_ptr<const platform::PHAsset>& video, LibraryAsset asset);
-  void sharedAssetArrived(const std::shared_ptr<const platform::PHAsset>& video, LibraryAsset asset);
+  void libraryAssetArrived(const std::shared_ptr<const platform::PHAsset>& video, const LibraryAsset& asset);
+  void sharedAssetArrived(const std::shared_ptr<const platform::PHAsset>& video, const LibraryAsset& asset);
   void sharedFileReady();
   void videoFinished();
   void failWithNetworkError();

@@ -42,7 +42,8 @@ void TQAVAssetLoader::qx_loadiCloudSharedVideo(const std::shared_ptr<const PHAss
                &TQAVAssetLoader::sharedAssetArrived);
 }
 
-void TQAVAssetLoader::sharedAssetArrived(const std::shared_ptr<const PHAsset>& video, LibraryAsset asset) {
+void TQAVAssetLoader::sharedAssetArrived(const std::shared_ptr<const PHAsset>& video,
+                                         const LibraryAsset& asset) {
   const auto* const remote = dynamic_cast<const AVURLAsset*>(asset.get());
   if (remote != nullptr) return qx_loadCloudSharedAVURLAsset(*remote, video);
   videoInFlight_ = false;

@@ -19,13 +19,13 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path absoluteFolderFromEnvironment(const char* variable) {
-  const char* const value = std::getenv(variable);
+  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): as the header says
   if (value == nullptr || value[0] != '/') return {};
   return value;
 }
 
 fs::path temporaryBase() {
-  const fs::path named = absoluteFolderFromEnvironment("TMPDIR");
+  fs::path named = absoluteFolderFromEnvironment("TMPDIR");
   std::error_code error;
   if (!named.empty() && fs::is_directory(named, error)) return named;
   return "/var/tmp";
@@ -113,7 +113,7 @@ fs::path NSHomeDirectory() {
   if (fs::path home = absoluteFolderFromEnvironment("HOME"); !home.empty()) return home;
   passwd entry{};
   passwd* found = nullptr;
-  std::vector<char> buffer(16 * 1024);
+  std::vector<char> buffer(std::size_t{16} * 1024);
   if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
     return {};
   return found->pw_dir;

@@ -22,7 +22,7 @@ CurlEngine& CurlEngine::shared() {
 CurlEngine::CurlEngine() : multi_((curl_global_init(CURL_GLOBAL_DEFAULT), curl_multi_init())) {}
 
 void CurlEngine::start(std::shared_ptr<CurlClient> client, NSURLRequest request,
-                       NSURLSessionConfiguration configuration) {
+                       const NSURLSessionConfiguration& configuration) {
   auto transfer = std::make_unique<CurlTransfer>(client, std::move(request), configuration);
   submit({.client = std::move(client), .begin = std::move(transfer)});
 }

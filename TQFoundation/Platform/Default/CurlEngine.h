@@ -22,7 +22,7 @@ class CurlEngine {
 
   /// Starts a transfer that tells `client` on the engine's thread.
   void start(std::shared_ptr<CurlClient> client, NSURLRequest request,
-             NSURLSessionConfiguration configuration);
+             const NSURLSessionConfiguration& configuration);
 
   /// Ends `client`'s transfer with `NSURLErrorCancelled`; one that has ended is left alone.
   void cancel(std::shared_ptr<CurlClient> client);

@@ -1,0 +1,130 @@
+#include "TQFoundation/StateMachine/AAPLStateMachine.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "TQFoundation/Platform/Support/NSLog.h"
+
+namespace tq {
+namespace {
+
+constexpr std::string_view kAbsent = "(null)";
+
+std::string_view text(const AAPLState& state) {
+  return state ? std::string_view(*state) : kAbsent;
+}
+
+bool lists(const AAPLTransitions& transitions, const std::string& from, const std::string& to) {
+  const auto entry = transitions.find(from);
+  return entry != transitions.end() &&
+         std::find(entry->second.begin(), entry->second.end(), to) != entry->second.end();
+}
+
+void log(std::initializer_list<std::string_view> pieces) {
+  std::string line;
+  for (const std::string_view piece : pieces) line += piece;
+  platform::NSLog(line);
+}
+
+}  // namespace
+
+bool AAPLStateMachineDelegate::missingTransitionFromState(const AAPLState&, const AAPLState&, AAPLState&) {
+  return false;
+}
+
+bool AAPLStateMachine::attemptToSetCurrentState(AAPLState state) {
+  const auto alive = weak_from_this().lock();
+  const AAPLState from = currentState_;
+  if (shouldLogStateTransitions_)
+    log({" **** •••••• request state change from ", text(from), " to ", text(state), " ••••••"});
+  const AAPLState accepted = validateTransitionFromState(from, state);
+  if (!accepted) return false;
+  const auto edge = edges_.find(from, *accepted);
+  sendBefore(*edge);
+  currentState_ = accepted;
+  sendAfter(*edge);
+  return state == accepted;
+}
+
+std::shared_ptr<const AAPLTransitions> AAPLStateMachine::validTransitions() const {
+  return validTransitions_.get();
+}
+
+void AAPLStateMachine::setValidTransitions(AAPLTransitions transitions) {
+  validTransitions_.set(std::make_shared<const AAPLTransitions>(std::move(transitions)));
+}
+
+// A machine that nobody owns by a shared pointer is the caller's to keep.
+std::shared_ptr<AAPLStateMachineTarget> AAPLStateMachine::target() {
+  if (auto told = delegate()) return told;
+  if (auto self = weak_from_this().lock()) return self;
+  return {std::shared_ptr<void>(), this};
+}
+
+AAPLState AAPLStateMachine::validateTransitionFromState(const AAPLState& from, const AAPLState& to) {
+  AAPLState wanted = to;
+  if (!wanted) {
+    log({"****  ••• ", description(), " cannot transition to <nil> state"});
+    wanted = triggerMissingTransitionFromState(from, std::nullopt);
+    if (!wanted) return std::nullopt;
+  }
+  if (!from || lists(*validTransitions(), *from, *wanted)) return wanted;
+  if (from == wanted) {
+    if (shouldLogStateTransitions_) log({"  ••• ", description(), " ignoring reentry to ", *wanted});
+    return std::nullopt;
+  }
+  if (shouldLogStateTransitions_)
+    log({"  ••• ", description(), " cannot transition to ", *wanted, " from ", *from});
+  AAPLState replacement = triggerMissingTransitionFromState(from, wanted);
+  if (replacement == AAPLRetainCurrentState) return std::nullopt;
+  return replacement;
+}
+
+AAPLState AAPLStateMachine::triggerMissingTransitionFromState(const AAPLState& from, const AAPLState& to) {
+  AAPLState replacement;
+  const auto asked = delegate();
+  if (asked && asked->missingTransitionFromState(from, to, replacement)) return replacement;
+  return missingTransitionFromState(from, to);
+}
+
+AAPLState AAPLStateMachine::missingTransitionFromState(const AAPLState&, const AAPLState&) {
+  return std::nullopt;
+}
+
+void AAPLStateMachine::sendWillTransitionMessagesFrom(const AAPLState& from, const std::string& to) {
+  const auto alive = weak_from_this().lock();
+  sendBefore(*edges_.find(from, to));
+}
+
+void AAPLStateMachine::performTransitionFromState(const AAPLState& from, const std::string& to) {
+  const auto alive = weak_from_this().lock();
+  sendAfter(*edges_.find(from, to));
+}
+
+void AAPLStateMachine::sendBefore(AAPLEdge& edge) {
+  const auto told = target();
+  AAPLMessageTable& table = told->messages();
+  edge.send(AAPLEdge::Moment::willChange, table);
+  if (edge.from() != edge.to()) edge.send(AAPLEdge::Moment::willEnterTo, table);
+  edge.send(AAPLEdge::Moment::willEnterFrom, table);
+}
+
+void AAPLStateMachine::sendAfter(AAPLEdge& edge) {
+  if (shouldLogStateTransitions_)
+    log({"  ••• ", description(), " state change from ", text(edge.from()), " to ", edge.to()});
+  const auto told = target();
+  AAPLMessageTable& table = told->messages();
+  if (edge.from()) edge.send(AAPLEdge::Moment::didExit, table);
+  edge.send(AAPLEdge::Moment::didEnter, table);
+  edge.send(AAPLEdge::Moment::didChangeFrom, table);
+  edge.send(AAPLEdge::Moment::didChange, table);
+}
+
+std::string AAPLStateMachine::description() const {
+  std::array<char, 64> address;
+  std::snprintf(address.data(), address.size(), "<AAPLStateMachine: %p>", static_cast<const void*>(this));
+  return address.data();
+}
+
+}  // namespace tq

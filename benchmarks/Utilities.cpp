@@ -36,7 +36,7 @@ using Parameters = std::map<std::string, std::string, std::less<>>;
 
 Parameters parametersByBoost(const boost::urls::url_view& url) {
   Parameters parameters;
-  for (const auto& item : url.params()) {
+  for (const auto& item : url.params(boost::urls::encoding_opts{})) {
     std::string name(item.key.begin(), item.key.end());
     if (item.has_value) {
       parameters.insert_or_assign(std::move(name), std::string(item.value.begin(), item.value.end()));

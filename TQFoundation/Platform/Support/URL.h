@@ -4,10 +4,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "TQFoundation/Platform/Support/Export.h"
 
 namespace tq::platform {
+
+/// One item of a URL's query, percent escapes decoded. "a" has no value, "a=" has an empty one.
+struct URLQueryItem {
+  std::string name = {};
+  std::optional<std::string> value = {};
+
+  friend bool operator==(const URLQueryItem&, const URLQueryItem&) = default;
+};
 
 /// A URL reference of RFC 3986, kept as it was written.
 ///
@@ -37,6 +46,13 @@ class TQ_API URL {
   /// The path of a file URL on this machine, percent escapes decoded. Absent when the scheme is another, the
   /// host is another machine, or the decoded path holds a zero byte.
   [[nodiscard]] std::optional<std::filesystem::path> filePath() const;
+
+  /// The items of the query in order of appearance, or absent without a query.
+  ///
+  /// "&" separates items, the first "=" of an item ends its name, "+" stays a plus. An item of nothing, as
+  /// the query "" is one and "a&&b" has one, is an item of the empty name without a value. Escapes become the
+  /// bytes they spell, whichever: a text may hold a zero byte, or bytes that are not UTF-8.
+  [[nodiscard]] std::optional<std::vector<URLQueryItem>> queryItems() const;
 
   /// Equal when written alike.
   friend bool operator==(const URL& a, const URL& b) { return a.text_ == b.text_; }

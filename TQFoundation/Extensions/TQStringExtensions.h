@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "TQFoundation/Platform/Core/Bundle.h"
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq {
+
+/// Keys of the dictionaries that the application's parts hand each other: what an action works on, the
+/// details of a share or a save, what the rating pop-up counts.
+///
+///     details[std::string(String::videoURL)] = url.absoluteString();
+///
+/// The text is what counts; the last four differ from their constant's name. The library itself reads and
+/// writes none of them.
+class String {
+ public:
+  String() = delete;
+
+  static constexpr std::string_view mediaItem = "mediaItem";
+  static constexpr std::string_view navigationController = "navigationController";
+  static constexpr std::string_view presentingController = "presentingController";
+  static constexpr std::string_view sourceView = "sourceView";
+  static constexpr std::string_view sourceRect = "sourceRect";
+  static constexpr std::string_view barButtonItem = "barButtonItem";
+  static constexpr std::string_view videoURL = "videoURL";
+  static constexpr std::string_view showSaveToCameraRoll = "showSaveToCameraRoll";
+  static constexpr std::string_view showApplicationActivities = "showApplicationActivities";
+  static constexpr std::string_view activityType = "activityType";
+  static constexpr std::string_view shouldShowRatingPopUp = "ShouldShowRatingPopUp";
+  static constexpr std::string_view ratingPopupDisplayListKey = "RatingPopupDisplayListKey";
+  static constexpr std::string_view videoSaveCount = "Total Video Save Count";
+  static constexpr std::string_view isRatingAttemptedInPopup = "IsRatingAttemptedInPopup";
+};
+
+/// The text for people that stands under `key` in the strings table of `bundle`, in the language that suits
+/// this user best.
+///
+///     title.setText(localized("Save to camera roll"));
+///     title.setText(localized("Save to camera roll", hostBundle));       // of another folder than the
+///     program's
+///
+/// A key without an entry is its own text, so the key may be the sentence itself. `platform::Bundle` says
+/// where the tables lie, how they are written and what becomes of a broken one.
+///
+/// Callable from any thread. The first call of a program reads the main bundle's table.
+[[nodiscard]] TQ_API std::string localized(std::string_view key,
+                                           const platform::Bundle& bundle = platform::Bundle::main());
+
+}  // namespace tq

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <list>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TQFoundation/Extensions/TQArrayExtensions.h"
+#include "TQFoundation/Extensions/TQGeometryExtensions.h"
+#include "TQFoundation/Extensions/TQURLExtensions.h"
+
+namespace tq::tests {
+
+/// An element whose copies are counted, and whose hash is as bad as its owner likes.
+struct Element {
+  int value = 0;
+  std::size_t hash = 0;
+  std::shared_ptr<int> copies = nullptr;
+
+  Element(int theValue, std::size_t theHash, std::shared_ptr<int> counter = std::make_shared<int>(0))
+      : value(theValue), hash(theHash), copies(std::move(counter)) {}
+  Element(const Element& other) : value(other.value), hash(other.hash), copies(other.copies) { ++*copies; }
+  Element(Element&&) noexcept = default;
+  Element& operator=(const Element&) = delete;
+  Element& operator=(Element&&) noexcept = default;
+  ~Element() = default;
+  friend bool operator==(const Element& a, const Element& b) { return a.value == b.value; }
+};
+
+}  // namespace tq::tests
+
+template <>
+struct std::hash<tq::tests::Element> {
+  std::size_t operator()(const tq::tests::Element& element) const { return element.hash; }
+};
+
+namespace tq::tests {
+namespace {
+
+std::optional<QueryParameters> parametersOf(const std::string& text) {
+  const auto url = platform::URL::parse(text);
+  return url ? queryParameters(*url) : std::nullopt;
+}
+
+struct QueryCase {
+  std::string url;
+  std::optional<QueryParameters> parameters;
+};
+
+TEST(QueryParameters, AreTheLastValueOfEachName) {
+  using namespace std::string_literals;
+  const QueryCase cases[] = {{"http://h/p?a=1&b=2&a=3", {{{"a", "3"}, {"b", "2"}}}},
+                             {"http://h?a=1&a", QueryParameters()},
+                             {"?a&a=1", {{{"a", "1"}}}},
+                             {"p?a=", {{{"a", ""}}}},
+                             {"http://h/p", std::nullopt},
+                             {"http://h/p#x?a=1", std::nullopt},
+                             {"http://h/p?", QueryParameters()},
+                             {"http://h/p?&&#a=1", QueryParameters()},
+                             {"http://h/p?=x&a=1", {{{"", "x"}, {"a", "1"}}}},
+                             {"http://h/p?=x&&a=1", {{{"a", "1"}}}},
+                             {"http://h/p?a=b=c?d/e#f", {{{"a", "b=c?d/e"}}}},
+                             {"http://h/p?a%3D%26=+%2b%20%C3%a9&b", {{{"a=&", "++ \xC3\xA9"}}}},
+                             {"http://h/p?a=%00%FF&%61=%", std::nullopt},
+                             {"http://h/p?a=x%00%FF%25", {{{"a", "x\0\xFF%"s}}}},
+                             {"mailto:me?subject=a&subject=%41", {{{"subject", "A"}}}}};
+  for (const auto& [url, parameters] : cases) EXPECT_EQ(parametersOf(url), parameters) << url;
+}
+
+template <class T>
+std::vector<T> distinctByComparing(const std::vector<T>& items) {
+  std::vector<T> kept;
+  for (const T& item : items) {
+    if (std::find(kept.begin(), kept.end(), item) == kept.end()) kept.push_back(item);
+  }
+  return kept;
+}
+
+template <class T>
+void expectDistinct(std::vector<T> items) {
+  const std::vector<T> expected = distinctByComparing(items);
+  EXPECT_EQ(duplicatesRemoved(items), expected);
+  EXPECT_EQ(duplicatesRemoved(std::list<T>(items.begin(), items.end())), expected);
+  removeDuplicates(items);
+  EXPECT_EQ(items, expected);
+}
+
+TEST(DuplicatesRemoved, KeepsTheFirstOfEachInOrderWhateverTheNumbers) {
+  constexpr unsigned kSeed = 8'172;
+  SCOPED_TRACE("seed " + std::to_string(kSeed));
+  std::mt19937_64 random(kSeed);
+  expectDistinct<int>({});
+  expectDistinct<int>({3, 1, 3, 2, 1});
+  expectDistinct<bool>({true, false, true});
+  expectDistinct<double>({0.0, -0.0, 1.5, 0.0});
+  for (const std::size_t count : {1U, 15U, 16U, 17U, 300U, 2'000U}) {
+    for (const std::uint64_t kinds : {1U, 5U, 100U, 1'000'000U}) {
+      // Numbers that differ in their lower bits, their upper ones, or in the middle only.
+      for (const int shift : {0, 20, 44}) {
+        std::vector<std::uint64_t> numbers(count);
+        std::generate(numbers.begin(), numbers.end(), [&] { return random() % kinds << shift; });
+        expectDistinct(numbers);
+      }
+    }
+  }
+}
+
+TEST(DuplicatesRemoved, CopiesOnlyWhatItKeepsAndNothingOfAGivenVector) {
+  const auto copies = std::make_shared<int>(0);
+  std::vector<Element> items;
+  for (const int value : {1, 2, 1, 1, 2, 3}) items.emplace_back(value, value, copies);
+  EXPECT_EQ(duplicatesRemoved(items).size(), 3U);
+  EXPECT_EQ(std::exchange(*copies, 0), 3);
+  removeDuplicates(items);
+  EXPECT_EQ(duplicatesRemoved(std::move(items)).back().value, 3);
+  EXPECT_EQ(*copies, 0);
+}
+
+TEST(DuplicatesRemoved, EndsAndIsRightWhenAllHashesCollide) {
+  for (const std::size_t hash : {std::size_t{0}, ~std::size_t{0}}) {
+    std::vector<Element> items;
+    for (int i = 0; i < 3'000; ++i) items.emplace_back(i % 1'000, hash);
+    EXPECT_EQ(duplicatesRemoved(std::list<Element>(items.begin(), items.end())).size(), 1'000U);
+    EXPECT_EQ(duplicatesRemoved(std::move(items)).size(), 1'000U);
+  }
+}
+
+TEST(DuplicatesRemoved, KeepsEachNumberThatDoesNotEqualItselfAndIsNotSlowedByThem) {
+  std::vector<double> items(1'000'000, std::numeric_limits<double>::quiet_NaN());
+  items.front() = items.back() = 1;
+  removeDuplicates(items);
+  EXPECT_EQ(items.size(), 999'999U);
+  EXPECT_TRUE(std::isnan(items.back()));
+}
+
+TEST(AspectFill, CoversTheFrameByTheLargerRatio) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  struct Case {
+    platform::CGSize media, frame, filled;
+  };
+  const Case cases[] = {{{1920, 1080}, {1000, 1000}, {1920 * (1000.0 / 1080), 1000}},
+                        {{1080, 1920}, {1000, 1000}, {1000, 1920 * (1000.0 / 1080)}},
+                        {{3, 7}, {0.3, 0.7}, {0.3, 0.7}},
+                        {{0, 0}, {5, 6}, {5, 6}},
+                        {{0, 0}, {0, 6}, {0, 0}},
+                        {{4, kInfinity}, {4, kInfinity}, {0, 0}},
+                        {{kNaN, 4}, {4, 4}, {0, 0}},
+                        {{0, 4}, {4, 4}, {4, kInfinity}}};
+  for (const auto& [media, frame, filled] : cases) {
+    EXPECT_EQ(CGSize::aspectFill(media, frame), filled) << media.width << " x " << media.height;
+  }
+}
+
+}  // namespace
+}  // namespace tq::tests

@@ -61,8 +61,8 @@ class WorkerPool {
   std::mutex mutex_;
   std::condition_variable added_;
   std::array<std::deque<Task>, 2> tasks_;  // high priority first
-  std::atomic<std::size_t> waiting_ = 0;            // tasks; changed with the lock held
-  std::size_t looking_ = 0;                         // threads that will find a task without being woken
+  std::atomic<std::size_t> waiting_ = 0;   // tasks; changed with the lock held
+  std::size_t looking_ = 0;                // threads that will find a task without being woken
   std::size_t asleep_ = 0;
   std::size_t threads_ = 0;
 };

@@ -102,7 +102,8 @@ bool CurlTransfer::applyOptions() {
   };
   return set(CURLOPT_URL, request_.url.absoluteString().c_str()) &&
          // Connecting is under the same rule as all else: `deadline` ends what brings no byte.
-         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(configuration_.timeoutIntervalForRequest.count())) &&
+         set(CURLOPT_CONNECTTIMEOUT_MS,
+             static_cast<long>(configuration_.timeoutIntervalForRequest.count())) &&
          set(CURLOPT_ERRORBUFFER, reason_.data()) && set(CURLOPT_PRIVATE, static_cast<void*>(this)) &&
          set(CURLOPT_WRITEDATA, static_cast<void*>(this)) &&
          set(CURLOPT_HEADERDATA, static_cast<void*>(this));

@@ -38,13 +38,14 @@ bool AAPLStateMachine::attemptToSetCurrentState(AAPLState state) {
   const AAPLState from = currentState_;
   if (shouldLogStateTransitions_)
     log({" **** •••••• request state change from ", text(from), " to ", text(state), " ••••••"});
-  const AAPLState accepted = validateTransitionFromState(from, state);
+  AAPLState accepted = validateTransitionFromState(from, state);
   if (!accepted) return false;
+  const bool asRequested = state == accepted;
   const auto edge = edges_.find(from, *accepted);
   sendBefore(*edge);
-  currentState_ = accepted;
+  currentState_ = std::move(accepted);
   sendAfter(*edge);
-  return state == accepted;
+  return asRequested;
 }
 
 std::shared_ptr<const AAPLTransitions> AAPLStateMachine::validTransitions() const {

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/Platform/Default/DirectoryPhotoLibrary/Clips.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/tq/RunTq.h"
 
@@ -73,6 +74,39 @@ TEST(TqLoad, LoadsTheWholeFolderAndLetsNoNameActOnTheTerminal) {
                                      {"file", (sandbox.library / "colour-bars.mov").string()}}));
   EXPECT_THAT(tq.out, Not(HasSubstr("\x1b")));
   EXPECT_EQ(runTq(sandbox, {"load", sandbox.library.path(), hostile}).exitCode, 0);
+}
+
+TEST(TqLoad, TellsTheDurationsOfManyContainersHereAndInTheCloud) {
+  ASSERT_GE(allClips().size(), 20U);
+  for (const bool halfInTheCloud : {false, true}) {
+    const Sandbox sandbox;
+    LoopbackServer server;
+    bool inCloud = false;
+    for (const Clip& clip : allClips()) {
+      const std::string path = "/" + std::string(clip.name);
+      inCloud = halfInTheCloud && !inCloud;
+      if (inCloud) {
+        server.serve(path, {.body = readFile(clipFile(clip.name))});
+        addToCloud(sandbox, clip.name, server.url(path));
+      } else {
+        fs::copy(clipFile(clip.name), sandbox.library.path());
+      }
+    }
+    const auto tq = runTq(sandbox, {"load", "--json", sandbox.library.path()});
+    ASSERT_EQ(tq.exitCode, 0) << tq.error;
+    const auto rows = nlohmann::json::parse(tq.out);
+    ASSERT_EQ(rows.size(), allClips().size());
+    for (const Clip& clip : allClips()) {
+      const auto row =
+          std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r["identifier"] == clip.name; });
+      ASSERT_NE(row, rows.end()) << clip.name;
+      EXPECT_NEAR((*row)["duration"].get<double>(), clip.seconds, kDurationTolerance) << clip.name;
+      EXPECT_EQ((*row)["codec"], clip.codec);
+    }
+    const auto fetched =
+        std::count_if(rows.begin(), rows.end(), [](const auto& r) { return r["source"] == "fetched"; });
+    EXPECT_EQ(fetched, halfInTheCloud ? static_cast<std::ptrdiff_t>((rows.size() + 1) / 2) : 0);
+  }
 }
 
 TEST(TqLoad, AnEmptyLibraryIsNoFailure) {

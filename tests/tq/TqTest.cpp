@@ -240,6 +240,9 @@ TEST(TqInterrupted, ASecondSignalEndsItAtOnce) {
 }
 
 TEST(TqProgress, StaysOnOneLineOfATerminalAndIsWipedOut) {
+  const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+  if (terminal < 0) GTEST_SKIP() << "needs a pseudo terminal (/dev/pts)";
+  ::close(terminal);
   const Sandbox sandbox;
   LoopbackServer server;
   server.serve("/clip", {.body = readFile(clip("life.mkv")), .pause = 20ms, .pauseEvery = 3000});

@@ -142,7 +142,7 @@ void stayOnOneCore() {
 
 // A home as users have it: with the folder whose volume is asked for room before each video.
 void moveIntoAHome() {
-  std::string home = (fs::temp_directory_path() / "tq-bench-home-XXXXXX").string();
+  std::string home = "/tmp/tq-bench-home-XXXXXX";
   if (::mkdtemp(home.data()) == nullptr) fail("no temporary folder");
   fs::create_directory(home + "/Documents");
   ::setenv("HOME", home.c_str(), 1);

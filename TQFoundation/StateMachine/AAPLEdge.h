@@ -19,7 +19,7 @@ namespace tq {
 /// Building seven names and looking each of them up costs far more than calling what they stand for. What has
 /// been found is good for one version of one table; a message that changes the table, or another target, has
 /// the rest found anew.
-class TQ_API AAPLEdge {
+class TQ_API AAPLEdge : public std::enable_shared_from_this<AAPLEdge> {
  public:
   enum class Moment : std::size_t {
     willChange,
@@ -47,6 +47,7 @@ class TQ_API AAPLEdge {
 
   const std::optional<std::string> from_;
   const std::string to_;
+  AAPLEdge* next_ = nullptr;  // the way taken after this one last time; the machine keeps both
   std::uint64_t version_ = 0;
   std::array<const AAPLMessageTable::Message*, static_cast<std::size_t>(Moment::count)> found_{};
 };
@@ -60,6 +61,9 @@ class TQ_API AAPLEdges {
   [[nodiscard]] std::shared_ptr<AAPLEdge> find(const std::optional<std::string>& from, const std::string& to);
 
  private:
+  [[nodiscard]] std::shared_ptr<AAPLEdge> findByEnds(const std::optional<std::string>& from,
+                                                     const std::string& to);
+
   struct Ends {
     std::optional<std::string_view> from;
     std::string_view to;
@@ -70,6 +74,7 @@ class TQ_API AAPLEdges {
   };
 
   std::unordered_map<Ends, std::shared_ptr<AAPLEdge>, EndsHash> edges_;  // the keys lie in the edges
+  std::shared_ptr<AAPLEdge> latest_;
 };
 
 }  // namespace tq

@@ -42,9 +42,11 @@ bool AAPLStateMachine::attemptToSetCurrentState(AAPLState state) {
   if (!accepted) return false;
   const bool asRequested = state == accepted;
   const auto edge = edges_.find(from, *accepted);
-  sendBefore(*edge);
+  auto told = target();
+  sendBefore(*edge, told->messages());
   currentState_ = std::move(accepted);
-  sendAfter(*edge);
+  if (!isDelegate(told)) told = target();
+  sendAfter(*edge, told->messages());
   return asRequested;
 }
 
@@ -95,27 +97,30 @@ AAPLState AAPLStateMachine::missingTransitionFromState(const AAPLState&, const A
 
 void AAPLStateMachine::sendWillTransitionMessagesFrom(const AAPLState& from, const std::string& to) {
   const auto alive = weak_from_this().lock();
-  sendBefore(*edges_.find(from, to));
+  const auto told = target();
+  sendBefore(*edges_.find(from, to), told->messages());
 }
 
 void AAPLStateMachine::performTransitionFromState(const AAPLState& from, const std::string& to) {
   const auto alive = weak_from_this().lock();
-  sendAfter(*edges_.find(from, to));
+  const auto told = target();
+  sendAfter(*edges_.find(from, to), told->messages());
 }
 
-void AAPLStateMachine::sendBefore(AAPLEdge& edge) {
-  const auto told = target();
-  AAPLMessageTable& table = told->messages();
+// Whether fetching the target anew would find `told` again.
+bool AAPLStateMachine::isDelegate(const std::shared_ptr<AAPLStateMachineTarget>& told) const {
+  return !delegate_.owner_before(told) && !told.owner_before(delegate_);
+}
+
+void AAPLStateMachine::sendBefore(AAPLEdge& edge, AAPLMessageTable& table) const {
   edge.send(AAPLEdge::Moment::willChange, table);
   if (edge.from() != edge.to()) edge.send(AAPLEdge::Moment::willEnterTo, table);
   edge.send(AAPLEdge::Moment::willEnterFrom, table);
 }
 
-void AAPLStateMachine::sendAfter(AAPLEdge& edge) {
+void AAPLStateMachine::sendAfter(AAPLEdge& edge, AAPLMessageTable& table) const {
   if (shouldLogStateTransitions_)
     log({"  ••• ", description(), " state change from ", text(edge.from()), " to ", edge.to()});
-  const auto told = target();
-  AAPLMessageTable& table = told->messages();
   if (edge.from()) edge.send(AAPLEdge::Moment::didExit, table);
   edge.send(AAPLEdge::Moment::didEnter, table);
   edge.send(AAPLEdge::Moment::didChangeFrom, table);

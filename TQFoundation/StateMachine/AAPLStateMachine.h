@@ -129,8 +129,9 @@ class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,
   [[nodiscard]] virtual std::string description() const;
 
  private:
-  void sendBefore(AAPLEdge& edge);
-  void sendAfter(AAPLEdge& edge);
+  [[nodiscard]] bool isDelegate(const std::shared_ptr<AAPLStateMachineTarget>& told) const;
+  void sendBefore(AAPLEdge& edge, AAPLMessageTable& table) const;
+  void sendAfter(AAPLEdge& edge, AAPLMessageTable& table) const;
 
   AAPLState currentState_;
   bool shouldLogStateTransitions_ = false;

@@ -33,6 +33,8 @@ bool AAPLStateMachineDelegate::missingTransitionFromState(const AAPLState&, cons
   return false;
 }
 
+// A copy, since the caller's may be the present state itself.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool AAPLStateMachine::attemptToSetCurrentState(AAPLState state) {
   const auto alive = weak_from_this().lock();
   const AAPLState from = currentState_;

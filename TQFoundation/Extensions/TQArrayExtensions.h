@@ -119,6 +119,8 @@ requires Hashable<std::ranges::range_value_t<Range>>
                 std::is_lvalue_reference_v<std::ranges::range_reference_t<Range>>) {
     std::vector<T> kept;
     const auto count = static_cast<std::size_t>(std::ranges::size(items));
+    // Room that stays empty costs small elements less than growing does.
+    if constexpr (sizeof(T) <= sizeof(void*)) kept.reserve(count);
     const auto at = [first = std::ranges::begin(items)](std::size_t i) -> decltype(auto) {
       return first[static_cast<std::ranges::range_difference_t<Range>>(i)];
     };

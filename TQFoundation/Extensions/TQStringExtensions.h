@@ -39,8 +39,7 @@ class String {
 /// this user best.
 ///
 ///     title.setText(localized("Save to camera roll"));
-///     title.setText(localized("Save to camera roll", hostBundle));       // of another folder than the
-///     program's
+///     title.setText(localized("Save to camera roll", hostBundle));       // of a folder the host names
 ///
 /// A key without an entry is its own text, so the key may be the sentence itself. `platform::Bundle` says
 /// where the tables lie, how they are written and what becomes of a broken one.

@@ -39,8 +39,9 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
   /// Hands `task` over and returns when it has run.
   ///
   /// On the queue itself the task runs at once, ahead of what is waiting, where other systems would wait for
-  /// themselves for ever. On an idle serial queue it may run on the caller's own thread. While nobody runs or
-  /// drains the main queue this call waits.
+  /// themselves for ever. That holds for the queue whose task is running, not for one further out: a task of
+  /// A that waits for B, whose task waits for A, waits for ever. On an idle serial queue the task may run on
+  /// the caller's own thread. While nobody runs or drains the main queue this call waits.
   virtual void sync(const std::function<void()>& task);
 
   /// Hands `task` over once `delay` has passed. It cannot be taken back.

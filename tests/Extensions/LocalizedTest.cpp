@@ -1,10 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "TQFoundation/Extensions/TQStringExtensions.h"
 #include "TQFoundation/Platform/Ports/Log.h"
@@ -17,34 +13,26 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 using platform::Bundle;
 
-/// Collects what is logged while it lives.
-class LoggedLines {
- public:
-  LoggedLines() {
-    platform::Log::setSink([this](const platform::LogLine& line) { lines.emplace_back(line.message); });
-  }
-  ~LoggedLines() { platform::Log::setSink({}); }
-  LoggedLines(const LoggedLines&) = delete;
-  LoggedLines& operator=(const LoggedLines&) = delete;
-
-  std::vector<std::string> lines;
-};
-
 class Localized : public testing::Test {
  protected:
-  void write(const std::string& language, const std::string& table) {
-    fs::create_directory(folder_ / (language + ".lproj"));
-    writeFile(folder_ / (language + ".lproj/Localizable.strings"), table);
+  Localized() {
+    platform::Log::setSink([this](const platform::LogLine& line) { logged_.emplace_back(line.message); });
   }
+  ~Localized() override { platform::Log::setSink({}); }
 
-  // What a table says of a key.
-  std::string read(const std::string& table, const std::string& key) {
-    write("en", table);
+  [[nodiscard]] fs::path file(const std::string& language) const {
+    return folder_ / (language + ".lproj/Localizable.strings");
+  }
+  void write(const std::string& language, const std::string& table) {
+    fs::create_directory(file(language).parent_path());
+    writeFile(file(language), table);
+  }
+  [[nodiscard]] std::string read(const std::string& key) const {
     return localized(key, Bundle(folder_.path()));
   }
 
   TemporaryFolder folder_;
-  LoggedLines log_;
+  std::vector<std::string> logged_;
 };
 
 TEST_F(Localized, ReadsWhatTheFormatAllows) {
@@ -66,55 +54,48 @@ TEST_F(Localized, ReadsWhatTheFormatAllows) {
       {"lines", "1\n2\n3"},
       {"key", "\xC3\xA4"},
       {"no such key", "no such key"}};
-  for (const auto& [key, text] : cases) EXPECT_EQ(read(table, key), text) << key;
-  EXPECT_TRUE(log_.lines.empty());
-}
-
-TEST_F(Localized, ReadsUTF16OfBothOrders) {
-  EXPECT_EQ(read("\xFF\xFE\"\0k\0\"\0=\0\"\0=\xD8\x00\xDE\xAC\x20\"\0;\0"s, "k"),
-            "\xF0\x9F\x98\x80\xE2\x82\xAC");
-  EXPECT_EQ(read("\xFE\xFF\0k\0=\0\"\x20\xAC\0\"\0;"s, "k"), "\xE2\x82\xAC");
+  write("en", table);
+  for (const auto& [key, text] : cases) EXPECT_EQ(read(key), text) << key;
+  write("en", "\xFF\xFE\"\0k\0\"\0=\0\"\0=\xD8\x00\xDE\xAC\x20\"\0;\0"s);  // UTF-16 of both orders
+  EXPECT_EQ(read("k"), "\xF0\x9F\x98\x80\xE2\x82\xAC");
+  write("en", "\xFE\xFF\0k\0=\0\"\x20\xAC\0\"\0;"s);
+  EXPECT_EQ(read("k"), "\xE2\x82\xAC");
+  EXPECT_TRUE(logged_.empty());
 }
 
 TEST_F(Localized, GivesTheKeysOfABrokenTableBackAndNamesItsLineOnce) {
-  const std::pair<std::string, int> cases[] = {{"\"k\" = \"v\";\n\n\"a\" = \"b\"", 3},
-                                               {"k = v;\r\n\r\na = b = c;", 3},
-                                               {"k = v;\r\ra = ;", 3},
-                                               {"k = v;\n= b;", 2},
-                                               {"k = v;\n\"a\n\nb", 2},
-                                               {"k = v;\n/* \n\n", 2},
-                                               {"k = v; \"a\" = \"\\", 1},
-                                               {"k = v;\n\"a\" = \"\\U\";", 2},
-                                               {"k = v;\n\"a\" = \"\\ud83d\";", 2},
-                                               {"k = v;\n\"a\" = \"\\ud83d\\u0041\";", 2},
-                                               {"k = v;\n\"a\" = \"\\ude00\";", 2},
-                                               {"k = v;\n\"a\" = \"\\200\";", 2},
-                                               {"k = v;\n\"\xC3\" = b;", 2},
-                                               {"k = v;\n\"\xED\xA0\x80\" = b;", 2},
-                                               {"k = v;\n{ a = b; }", 2},
-                                               {"\xFF\xFE\n\0\x3D\xD8"s, 2},
-                                               {"\xFE\xFF\0\n\0"s, 2},
-                                               {"k = v;"s + '\0', 1}};
+  std::vector<std::pair<std::string, int>> cases = {{"\"k\" = \"v\";\n\n\"a\" = \"b\"", 3},
+                                                    {"k = v;\r\n\r\na = b = c;", 3},
+                                                    {"k = v;\r\ra = ;", 3},
+                                                    {"k = v; \"a\" = \"\\", 1},
+                                                    {"\xFF\xFE\n\0\x3D\xD8"s, 2},
+                                                    {"\xFE\xFF\0\n\0"s, 2},
+                                                    {"k = v;"s + '\0', 1}};
+  for (const char* const second :
+       {"= b;", "\"a\n\nb", "/* \n\n", "\"a\" = \"\\U\";", "\"a\" = \"\\ud83d\";",
+        "\"a\" = \"\\ud83d\\u0041\";", "\"a\" = \"\\ude00\";", "\"a\" = \"\\200\";", "\"\xC3\" = b;",
+        "\"\xED\xA0\x80\" = b;", "{ a = b; }"})
+    cases.emplace_back("k = v;\n"s + second, 2);
   for (const auto& [table, line] : cases) {
-    log_.lines.clear();
-    EXPECT_EQ(read(table, "k"), "k") << table;
-    ASSERT_EQ(log_.lines.size(), 1U) << table;
-    const std::string place =
-        (folder_ / "en.lproj/Localizable.strings").string() + ", line " + std::to_string(line) + ":";
-    EXPECT_NE(log_.lines[0].find(place), std::string::npos) << table << '\n' << log_.lines[0];
+    logged_.clear();
+    write("en", table);
+    EXPECT_EQ(read("k"), "k") << table;
+    ASSERT_EQ(logged_.size(), 1U) << table;
+    const std::string place = file("en").string() + ", line " + std::to_string(line) + ":";
+    EXPECT_NE(logged_[0].find(place), std::string::npos) << table << '\n' << logged_[0];
   }
 }
 
 TEST_F(Localized, RefusesATableThatIsHugeOrNoFile) {
+  EXPECT_EQ(read("k"), "k");
+  EXPECT_TRUE(logged_.empty());  // no table at all is none to complain of
   write("en", "k = v;");
-  fs::resize_file(folder_ / "en.lproj/Localizable.strings", 16 * 1024 * 1024 + 1);
-  EXPECT_EQ(localized("k", Bundle(folder_.path())), "k");
-  fs::remove(folder_ / "en.lproj/Localizable.strings");
-  fs::create_directory(folder_ / "en.lproj/Localizable.strings");
-  EXPECT_EQ(localized("k", Bundle(folder_.path())), "k");
-  EXPECT_EQ(log_.lines.size(), 2U);
-  EXPECT_EQ(localized("k", Bundle(folder_ / "nowhere")), "k");
-  EXPECT_EQ(log_.lines.size(), 2U);
+  fs::resize_file(file("en"), 16 * 1024 * 1024 + 1);
+  EXPECT_EQ(read("k"), "k");
+  fs::remove(file("en"));
+  fs::create_directory(file("en"));
+  EXPECT_EQ(read("k"), "k");
+  EXPECT_EQ(logged_.size(), 2U);
 }
 
 TEST_F(Localized, SpeaksTheLanguageThatSuitsTheUserBest) {

@@ -1,7 +1,3 @@
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include "TQFoundation/Platform/Core/Directories.h"
 #include "TQFoundationTesting/FakeURLSession.h"
 #include "tests/contract/URLSessionContract.h"
@@ -12,66 +8,55 @@ namespace {
 
 using namespace platform;
 using namespace std::chrono_literals;
+using Then = Reply::Then;
 
-// A port on which nobody listens: taken, never listened on, held while the test runs.
-class DeadPort {
- public:
-  DeadPort() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ::bind(socket_, reinterpret_cast<const sockaddr*>(&address), size);
-    ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/clip.mov";
-  }
-  ~DeadPort() { ::close(socket_); }
-  DeadPort(const DeadPort&) = delete;
-  DeadPort& operator=(const DeadPort&) = delete;
-  [[nodiscard]] const std::string& url() const { return url_; }
-
- private:
-  int socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
-  std::string url_;
-};
-
-struct LoopbackWorld : SessionWorld {
+struct LoopbackWorld {
   LoopbackWorld() {
-    server.serve("/good", {.body = std::string(kBody)});
-    server.serve("/stalling",
-                 {.body = std::string(9'000, 'x'), .fault = Reply::Fault::stallInBody, .faultAfter = 5});
-    good = server.url("/good");
-    missing = server.url("/missing");
-    stalling = server.url("/stalling");
-    unreachable = port.url();
+    server.serve("/good", {.body = std::string(kSessionBody)});
+    server.serve("/stalling", {.body = std::string(9'000, 'x'), .then = Then::stall, .after = 5});
   }
-  NSURLSessionMaker maker() override { return NSURLSession::sessionWithConfiguration; }
   LoopbackServer server;
-  DeadPort port;
+  NSURLSessionMaker maker = NSURLSession::sessionWithConfiguration;
+  std::string base = server.url(""), unreachable = "http://127.0.0.1:1/";
 };
 
-struct FakeWorld : SessionWorld {
+struct FakeWorld {
   FakeWorld() {
-    good = "https://fake/good";
-    missing = "https://fake/missing";
-    stalling = "https://fake/stalling";
-    unreachable = "https://nowhere/";
-    network->add(good, {.body = std::string(kBody), .progress = {5}});
-    network->add(missing, {.body = "none", .status = 404});
-    network->add(stalling, {.body = std::string(9'000, 'x'), .progress = {5}, .stalls = true});
+    network->add(base + "/good", {.body = std::string(kSessionBody), .progress = {5}});
+    network->add(base + "/missing", {.body = "none", .status = 404});
+    network->add(base + "/stalling", {.body = std::string(9'000, 'x'), .progress = {5}, .stalls = true});
   }
-  NSURLSessionMaker maker() override { return network->maker(); }
   std::shared_ptr<doubles::FakeNetwork> network = doubles::FakeNetwork::make();
+  NSURLSessionMaker maker = network->maker();
+  std::string base = "https://fake", unreachable = "https://nowhere/";
 };
 
 using Worlds = testing::Types<LoopbackWorld, FakeWorld>;
 INSTANTIATE_TYPED_TEST_SUITE_P(Sessions, URLSessionContract, Worlds);
 
-// The faults of servers, and what comes of each. Nothing of them may leave a file behind.
+// A server, and a folder in which every file of a transfer would show.
+class CurlURLSession : public testing::Test {
+ protected:
+  // What a transfer has told, once it has ended.
+  static std::shared_ptr<SessionRecorder> fetch(const std::string& url,
+                                                const NSURLSessionConfiguration& configuration = {}) {
+    auto recorder = std::make_shared<SessionRecorder>();
+    NSURLSession::sessionWithConfiguration(configuration, recorder)
+        ->downloadTaskWithRequest({.url = *URL::parse(url)})
+        ->resume();
+    EXPECT_TRUE(recorder->wait());
+    return recorder;
+  }
+  TemporaryFolder folder_;
+  EnvironmentVariable temporary_{"TMPDIR", folder_.path().string()};
+  LoopbackServer server_;
+};
+
+// What servers may do, and what comes of each: an error's code, or a body.
 struct Fault {
   const char* name;
   Reply reply;
-  std::optional<std::int64_t> code;  // absent: the transfer is a success
+  std::int64_t code = 0;
   std::string body = {};
 };
 
@@ -79,117 +64,75 @@ void PrintTo(const Fault& fault, std::ostream* out) {
   *out << fault.name;
 }
 
-class URLSessionFaults : public testing::TestWithParam<Fault> {
- protected:
-  TemporaryFolder folder_;
-  EnvironmentVariable temporary_{"TMPDIR", folder_.path().string()};
-  LoopbackServer server_;
-  std::shared_ptr<SessionRecorder> recorder_ = std::make_shared<SessionRecorder>();
-};
+class URLSessionFaults : public CurlURLSession, public testing::WithParamInterface<Fault> {};
 
 const std::string kLong(100'000, 'y');
+const std::string kCut = chunkedReply(kLong).substr(0, 90);
 
 INSTANTIATE_TEST_SUITE_P(
     Server, URLSessionFaults,
     testing::Values(
-        Fault{"ClosesTooSoon",
-              {.body = kLong, .fault = Reply::Fault::closeInBody, .faultAfter = 50'000},
-              -1005},
-        Fault{"Resets", {.body = kLong, .fault = Reply::Fault::resetInBody, .faultAfter = 50'000}, -1005},
-        Fault{"AnnouncesTooMuch", {.body = "12345", .announce = 10}, -1005},
-        Fault{"AnnouncesTooLittle", {.body = "1234567890", .announce = 4}, std::nullopt, "1234"},
-        Fault{"SendsChunks", {.body = kLong, .length = Reply::Length::chunked}, std::nullopt, kLong},
-        Fault{"BreaksOffItsChunks",
-              {.body = kLong,
-               .length = Reply::Length::chunked,
-               .fault = Reply::Fault::closeInBody,
-               .faultAfter = 9},
-              -1005},
-        Fault{"AnnouncesNothing", {.body = kLong, .length = Reply::Length::none}, std::nullopt, kLong},
-        Fault{"SendsAnEmptyBody", {}, std::nullopt, ""},
-        Fault{"StallsBeforeTheHeaders", {.fault = Reply::Fault::stallBeforeHeaders}, -1001},
-        Fault{"StallsInTheHeaders", {.body = "x", .fault = Reply::Fault::stallInHeaders}, -1001},
-        Fault{"StallsInTheBody",
-              {.body = kLong, .fault = Reply::Fault::stallInBody, .faultAfter = 50'000},
-              -1001},
-        Fault{"RedirectsForEver", {.status = 302, .headers = {"Location: /"}}, -1007},
-        Fault{"RedirectsToAFile", {.status = 302, .headers = {"Location: file:///etc/passwd"}}, -1002},
-        Fault{"RedirectsToFtp", {.status = 302, .headers = {"Location: ftp://127.0.0.1/x"}}, -1002},
-        Fault{"RedirectsNowhere", {.status = 302, .body = "gone"}, std::nullopt, "gone"}),
+        Fault{"ClosesTooSoon", {.body = kLong, .then = Then::close, .after = 50'000}, -1005},
+        Fault{"Resets", {.body = kLong, .then = Then::reset, .after = 50'000}, -1005},
+        Fault{"AnnouncesTooLittle", {.raw = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n12345"}, 0, "1234"},
+        Fault{"SendsChunks", {.raw = chunkedReply(kLong)}, 0, kLong},
+        Fault{"BreaksOffItsChunks", {.raw = kCut, .then = Then::close}, -1005},
+        Fault{"AnnouncesNothing", {.raw = "HTTP/1.1 200 OK\r\n\r\n" + kLong, .then = Then::close}, 0, kLong},
+        Fault{"SendsAnEmptyBody", {}},
+        Fault{"StallsBeforeTheHeaders", {.raw = "", .then = Then::stall}, -1001},
+        Fault{"StallsInTheHeaders", {.raw = "HTTP/1.1 200 OK\r\nContent-", .then = Then::stall}, -1001},
+        Fault{"StallsInTheBody", {.body = kLong, .then = Then::stall, .after = 50'000}, -1001},
+        Fault{"RedirectsForEver", {.status = 302, .headers = "Location: /\r\n"}, -1007},
+        Fault{"RedirectsToAFile", {.status = 302, .headers = "Location: file:///etc/passwd\r\n"}, -1002},
+        Fault{"RedirectsToFtp", {.status = 302, .headers = "Location: ftp://127.0.0.1/x\r\n"}, -1002},
+        Fault{"RedirectsNowhere", {.status = 302, .body = "gone"}, 0, "gone"}),
     [](const auto& fault) { return fault.param.name; });
 
 TEST_P(URLSessionFaults, EndInTheirErrorAndLeaveNothing) {
   server_.serve("/", GetParam().reply);
-  const auto session =
-      NSURLSession::sessionWithConfiguration({.timeoutIntervalForRequest = 300ms}, recorder_);
-  session->downloadTaskWithRequest({.url = *URL::parse(server_.url("/"))})->resume();
-  ASSERT_TRUE(recorder_->wait());
-  EXPECT_EQ(recorder_->ends, 1);
-  if (GetParam().code) {
-    ASSERT_TRUE(recorder_->error);
-    EXPECT_EQ(recorder_->error->code, *GetParam().code) << recorder_->error->localizedDescription();
-    EXPECT_EQ(recorder_->error->domain, NSURLErrorDomain);
-    EXPECT_TRUE(recorder_->temporary.empty());
-  } else {
-    EXPECT_FALSE(recorder_->error) << recorder_->error->localizedDescription();
-    EXPECT_EQ(recorder_->body, GetParam().body);
-  }
+  const auto told = fetch(server_.url("/"), {.timeoutIntervalForRequest = 300ms});
+  EXPECT_EQ(told->error ? told->error->code : 0, GetParam().code);
+  EXPECT_EQ(told->body, GetParam().body);
+  EXPECT_EQ(told->temporary.empty(), told->error.has_value());
+  EXPECT_NE(told->error.has_value(), told->status != 0);
   EXPECT_EQ(folder_.files(), 0);
 }
 
-TEST(CurlURLSession, SpeaksNothingButHttp) {
+TEST_F(CurlURLSession, SpeaksNothingButHttp) {
   for (const char* const url :
        {"file:///etc/passwd", "ftp://127.0.0.1/x", "javascript:1", "clip.mov", "//127.0.0.1/"}) {
-    const auto recorder = std::make_shared<SessionRecorder>();
-    const auto session = NSURLSession::sessionWithConfiguration({}, recorder);
-    session->downloadTaskWithRequest({.url = *URL::parse(url)})->resume();
-    ASSERT_TRUE(recorder->wait());
-    ASSERT_TRUE(recorder->error) << url;
-    EXPECT_EQ(recorder->error->code, NSURLErrorUnsupportedURL) << url;
+    const auto told = fetch(url);
+    ASSERT_TRUE(told->error) << url;
+    EXPECT_EQ(told->error->code, NSURLErrorUnsupportedURL) << url;
   }
 }
 
-TEST(CurlURLSession, KeepsConnectionsAcrossSessionsAndReportsSeldom) {
-  LoopbackServer server;
-  server.serve("/clip", {.body = std::string(400, 'z'), .pause = 5ms, .pauseEvery = 10});
+TEST_F(CurlURLSession, KeepsConnectionsAcrossSessionsAndReportsSeldom) {
+  server_.serve("/clip", {.body = std::string(400, 'z'), .pause = 5ms, .pauseEvery = 10});
   for (int i = 0; i < 3; ++i) {
-    const auto recorder = std::make_shared<SessionRecorder>();
-    NSURLSession::sessionWithConfiguration({}, recorder)
-        ->downloadTaskWithRequest({.url = *URL::parse(server.url("/clip"))})
-        ->resume();
-    ASSERT_TRUE(recorder->wait());
-    EXPECT_EQ(recorder->lastTotal, 400);
-    EXPECT_GE(recorder->dataCalls, 3);
-    EXPECT_LE(recorder->dataCalls, 30);  // of 40 pieces in some 200 ms, 20 a second and a slow machine
+    const auto told = fetch(server_.url("/clip"));
+    const auto reports = std::ssize(told->events) - 2;
+    EXPECT_EQ(told->lastTotal, 400);
+    EXPECT_GE(reports, 3);
+    EXPECT_LE(reports, 30);  // of 40 pieces in some 200 ms, 20 a second and a slow machine
   }
-  EXPECT_EQ(server.connections(), 1);
+  EXPECT_EQ(server_.connections(), 1);
 }
 
-TEST(CurlURLSession, PutsItsFileOnTheVolumeItIsWantedOn) {
-  const TemporaryFolder temporary;
-  const EnvironmentVariable variable("TMPDIR", temporary.path().string());
+TEST_F(CurlURLSession, PutsItsFileOnTheVolumeItIsWantedOn) {
   const TemporaryFolder wanted("/dev/shm");
-  LoopbackServer server;
-  server.serve("/", {.body = "x"});
-  for (const auto& folder : {wanted.path(), wanted / "missing", temporary.path()}) {
-    const auto recorder = std::make_shared<SessionRecorder>();
-    NSURLSession::sessionWithConfiguration({.destinationFolder = folder}, recorder)
-        ->downloadTaskWithRequest({.url = *URL::parse(server.url("/"))})
-        ->resume();
-    ASSERT_TRUE(recorder->wait());
+  server_.serve("/", {.body = "x"});
+  for (const auto& folder : {wanted.path(), wanted / "missing", folder_.path()}) {
     const auto expected = folder == wanted.path() ? folder : NSTemporaryDirectory();
-    EXPECT_EQ(recorder->temporary.parent_path(), expected);
+    EXPECT_EQ(fetch(server_.url("/"), {.destinationFolder = folder})->temporary.parent_path(), expected);
   }
-  EXPECT_EQ(wanted.files() + temporary.files(), 0);
+  EXPECT_EQ(wanted.files() + folder_.files(), 0);
 }
 
 // Start, cancel and end meet in every order; each task ends exactly once and leaves no file.
-TEST(CurlURLSession, SurvivesCancelsAtEveryMomentFromOtherThreads) {
-  const TemporaryFolder temporary;
-  const EnvironmentVariable variable("TMPDIR", temporary.path().string());
-  LoopbackServer server;
-  server.serve("/", {.body = std::string(30'000, 'q')});
-  const auto url = *URL::parse(server.url("/"));
+TEST_F(CurlURLSession, SurvivesCancelsAtEveryMomentFromOtherThreads) {
+  server_.serve("/", {.body = std::string(30'000, 'q')});
+  const auto url = *URL::parse(server_.url("/"));
   int cancelled = 0;
   for (int i = 0; i < 400; ++i) {
     const auto recorder = std::make_shared<SessionRecorder>();
@@ -202,11 +145,10 @@ TEST(CurlURLSession, SurvivesCancelsAtEveryMomentFromOtherThreads) {
     task->resume();
     canceller.join();
     ASSERT_TRUE(recorder->wait());
-    EXPECT_EQ(recorder->ends, 1);
     EXPECT_EQ(recorder->body.empty(), recorder->error.has_value());
     if (recorder->error) ++cancelled;
   }
-  EXPECT_EQ(temporary.files(), 0);
+  EXPECT_EQ(folder_.files(), 0);
   EXPECT_GT(cancelled, 0);
 }
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <iostream>
 #include <map>
 #include <random>
 #include <set>
@@ -39,10 +38,14 @@ class Model {
   Words sent;
 
  private:
+  AAPLState ask(const AAPLState& from, const AAPLState& to) {
+    sent.push_back(from.value_or("-") + ">" + to.value_or("-"));
+    return replacement;
+  }
   AAPLState validate(const AAPLState& from, AAPLState to) {
-    if (!to) to = replacement;
+    if (!to) to = ask(from, to);
     if (!to || !from || table[*from].contains(*to)) return to;
-    if (from == to || !replacement || replacement == "RetainCurrentstate") return std::nullopt;
+    if (from == to || ask(from, to) == "RetainCurrentstate") return std::nullopt;
     return replacement;
   }
   void send(const std::string& name, int depth) {
@@ -54,82 +57,80 @@ class Model {
 
 class Recorder final : public AAPLStateMachineDelegate {
  public:
-  bool missingTransitionFromState(const AAPLState&, const AAPLState&, AAPLState& answer) override {
+  bool missingTransitionFromState(const AAPLState& from, const AAPLState& to, AAPLState& answer) override {
+    sent.push_back(from.value_or("-") + ">" + to.value_or("-"));
     answer = replacement;
     return true;
   }
   AAPLState replacement;
+  Words sent;
 };
 
-TEST(StateMachineModel, AHundredThousandRandomStepsGoAsThePlainModelSays) {
-  platform::setNSLogSink([](std::string_view) {});
-  constexpr unsigned kSeed = 20'261;
-  std::cout << "seed " << kSeed << '\n';
-  std::mt19937 random(kSeed);
-  const Words states = {"A", "B", "C", "To", ""};
-  const auto anyState = [&] { return states[random() % states.size()]; };
-  Words names = {"stateWillChange", "stateDidChange"};
-  for (const auto& a : states) {
-    for (const char* const prefix : {"willEnterTo", "didExit", "didEnter"}) names.push_back(prefix + a);
-    names.push_back("willEnterFrom(null)To" + a);
-    names.push_back("stateDidChangeFromNilTo" + a);
-    for (const auto& b : states) {
-      names.push_back("willEnterFrom" + a + "To" + b);
-      names.push_back("stateDidChangeFrom" + a + "To" + b);
+// The machine and the model, to which the same things happen.
+class StateMachineModel : public testing::Test {
+ protected:
+  StateMachineModel() {
+    for (const auto& a : states_) {
+      for (const char* const prefix :
+           {"willEnterTo", "didExit", "didEnter", "willEnterFrom(null)To", "stateDidChangeFromNilTo"})
+        names_.push_back(prefix + a);
+      for (const auto& b : states_) {
+        names_.push_back("willEnterFrom" + a + "To" + b);
+        names_.push_back("stateDidChangeFrom" + a + "To" + b);
+      }
     }
+    machine_->setDelegate(recorder_);
   }
-  Model model;
-  Words sent;
-  int depth = 0;
-  auto recorder = std::make_shared<Recorder>();
-  auto machine = std::make_shared<AAPLStateMachine>();
-  machine->setDelegate(recorder);
-  const auto toggle = [&](const std::string& name) {
-    const bool handle = random() % 2 == 0;
-    if (handle) model.handled.insert(name);
-    if (!handle) model.handled.erase(name);
-    recorder->messages().implement(
-        name, !handle ? AAPLMessageTable::Message() : [&, name] {
-          sent.push_back(name);
-          if (depth > 0 || !model.nested.contains(name)) return;
-          ++depth;
-          machine->applyState(model.nested[name]);
-          --depth;
-        });
-  };
-  for (int step = 0; step < 100'000; ++step) {
-    switch (random() % 8) {
-      case 0: {
-        model.table[anyState()] = {anyState(), anyState()};
-        AAPLTransitions transitions;
-        for (const auto& [from, to] : model.table)
-          transitions.emplace(from, std::vector<std::string>(to.begin(), to.end()));
-        machine->setValidTransitions(std::move(transitions));
-        break;
-      }
-      case 1:
-        toggle(names[random() % names.size()]);
-        break;
-      case 2: {
-        const std::string answers[] = {"RetainCurrentstate", anyState(), anyState()};
-        const auto choice = random() % 4;
-        model.replacement = choice == 3 ? AAPLState() : answers[choice];
-        recorder->replacement = model.replacement;
-        break;
-      }
-      case 3:
-        model.nested.clear();
-        model.nested[names[random() % names.size()]] = anyState();
-        break;
-      default: {
-        const AAPLState wanted = random() % 10 == 0 ? AAPLState() : anyState();
-        ASSERT_EQ(machine->applyState(wanted), model.request(wanted)) << "step " << step;
-        ASSERT_EQ(machine->currentState(), model.current) << "step " << step;
-        ASSERT_EQ(sent, model.sent) << "step " << step;
-        sent.clear();
-        model.sent.clear();
-      }
-    }
+  const std::string& anyState() { return states_[random_() % states_.size()]; }
+  const std::string& anyName() { return names_[random_() % names_.size()]; }
+
+  void changeTable() {
+    model_.table[anyState()] = {anyState(), anyState()};
+    AAPLTransitions transitions;
+    for (const auto& [from, to] : model_.table)
+      transitions.emplace(from, std::vector<std::string>(to.begin(), to.end()));
+    machine_->setValidTransitions(std::move(transitions));
+  }
+  void toggleMessage(const std::string& name) {
+    if (model_.handled.erase(name) > 0) return recorder_->messages().implement(name, {});
+    model_.handled.insert(name);
+    recorder_->messages().implement(name, [this, name] {
+      recorder_->sent.push_back(name);
+      if (depth_ > 0 || !model_.nested.contains(name)) return;
+      ++depth_;
+      machine_->applyState(model_.nested[name]);
+      --depth_;
+    });
+  }
+  void changeReplacement() {
+    const AAPLState answers[] = {"RetainCurrentstate", anyState(), anyState(), std::nullopt};
+    recorder_->replacement = model_.replacement = answers[random_() % 4];
+  }
+  void request(const AAPLState& wanted) {
+    ASSERT_EQ(machine_->applyState(wanted), model_.request(wanted));
+    ASSERT_EQ(machine_->currentState(), model_.current);
+    ASSERT_EQ(std::exchange(recorder_->sent, {}), std::exchange(model_.sent, {}));
+  }
+
+  std::mt19937 random_{20'261};
+  const Words states_ = {"A", "B", "C", "To", ""};
+  Words names_ = {"stateWillChange", "stateDidChange"};
+  Model model_;
+  int depth_ = 0;
+  std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
+  std::shared_ptr<AAPLStateMachine> machine_ = std::make_shared<AAPLStateMachine>();
+};
+
+TEST_F(StateMachineModel, AHundredThousandRandomStepsGoAsThePlainModelSays) {
+  platform::setNSLogSink([](std::string_view) {});
+  for (int step = 0; step < 100'000 && !HasFatalFailure(); ++step) {
+    SCOPED_TRACE(step);
+    const auto choice = random_() % 8;
+    if (choice == 0) changeTable();
+    if (choice == 1) toggleMessage(anyName());
+    if (choice == 2) changeReplacement();
+    if (choice == 3) model_.nested = {{anyName(), anyState()}};
+    if (choice > 3) request(random_() % 10 == 0 ? AAPLState() : anyState());
   }
   platform::setNSLogSink({});
 }

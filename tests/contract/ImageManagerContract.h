@@ -2,16 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 
@@ -40,7 +33,7 @@ class VideoRequested {
   }
 
   [[nodiscard]] bool waitForProgress() {
-    return waitUntil([&] { return !heard_->fractions.empty(); });
+    return waitUntil([&] { return !fractions().empty(); });
   }
 
   /// Waits for the result, and for the library to let go of the handlers. What follows may be asked then.
@@ -96,12 +89,10 @@ class VideoRequested {
   std::shared_ptr<Heard> heard_;
 };
 
-/// A photo library on which the contract is tried, and videos of it: one that gives an asset, one that fails,
-/// and one that tells some progress and then goes on until it is cancelled.
+/// A photo library on which the contract is tried, in which "playable.webm" gives an asset, "failing.mp4"
+/// fails, and "endless.mp4" tells some progress and then goes on until it is cancelled.
 struct ImageManagerWorld {
-  virtual ~ImageManagerWorld() = default;
   std::shared_ptr<platform::PHImageManager> manager;
-  std::string playable, failing, neverEnding;
 };
 
 /// What every `PHImageManager` promises. Instantiated with `ImageManagerWorld`s as types.
@@ -121,8 +112,8 @@ class ImageManagerContract : public testing::Test {
 TYPED_TEST_SUITE_P(ImageManagerContract);
 
 TYPED_TEST_P(ImageManagerContract, GivesAnAssetOrAReasonOnce) {
-  VideoRequested good = this->request(this->world_.playable);
-  VideoRequested bad = this->request(this->world_.failing);
+  VideoRequested good = this->request("playable.webm");
+  VideoRequested bad = this->request("failing.mp4");
   ASSERT_TRUE(good.wait() && bad.wait());
   EXPECT_TRUE(good.asset() && !good.errorTold());
   EXPECT_TRUE(bad.info().error && !bad.info().error->localizedDescription().empty());
@@ -131,8 +122,8 @@ TYPED_TEST_P(ImageManagerContract, GivesAnAssetOrAReasonOnce) {
 }
 
 TYPED_TEST_P(ImageManagerContract, CancelEndsARunningRequestSoonAndNoOther) {
-  VideoRequested request = this->request(this->world_.neverEnding);
-  VideoRequested other = this->request(this->world_.neverEnding);
+  VideoRequested request = this->request("endless.mp4");
+  VideoRequested other = this->request("endless.mp4");
   ASSERT_TRUE(request.waitForProgress());
   const auto begin = std::chrono::steady_clock::now();
   for (const int id : {0, -1, 1'000'000, request.id, request.id})
@@ -145,15 +136,15 @@ TYPED_TEST_P(ImageManagerContract, CancelEndsARunningRequestSoonAndNoOther) {
 }
 
 TYPED_TEST_P(ImageManagerContract, StopSetByTheProgressHandlerCancels) {
-  VideoRequested request = this->request(this->world_.neverEnding, [](bool& stop) { stop = true; });
+  VideoRequested request = this->request("endless.mp4", [](bool& stop) { stop = true; });
   this->expectCancelled(request);
   EXPECT_EQ(request.fractions().size(), 1U);
 }
 
 TYPED_TEST_P(ImageManagerContract, AHandlerMayCallBackInAndLetGoOfTheLibrary) {
   std::optional<VideoRequested> inner;
-  VideoRequested outer = this->request(this->world_.neverEnding, [&](bool& stop) {
-    inner.emplace(this->request(this->world_.playable));
+  VideoRequested outer = this->request("endless.mp4", [&](bool& stop) {
+    inner.emplace(this->request("playable.webm"));
     this->world_.manager->cancelImageRequest(inner->id);
     this->world_.manager.reset();
     stop = true;
@@ -170,8 +161,8 @@ TYPED_TEST_P(ImageManagerContract, SurvivesRequestsAndCancelsOfManyThreads) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < 15; ++round) {
         const bool endless = round % 2 != 0;
-        VideoRequested kept = this->request(this->world_.playable);
-        VideoRequested dropped = this->request(endless ? this->world_.neverEnding : this->world_.playable);
+        VideoRequested kept = this->request("playable.webm");
+        VideoRequested dropped = this->request(endless ? "endless.mp4" : "playable.webm");
         std::this_thread::sleep_for(std::chrono::microseconds(300 * i * round));
         this->world_.manager->cancelImageRequest(dropped.id);
         EXPECT_TRUE(kept.wait() && kept.asset());

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -54,26 +55,16 @@ inline std::string readFile(const std::filesystem::path& path) {
 class EnvironmentVariable {
  public:
   EnvironmentVariable(const char* name, const std::string& value) : name_(name) {
-    if (const char* const old = ::getenv(name)) {
-      hadOld_ = true;
-      old_ = old;
-    }
+    if (const char* const old = ::getenv(name)) old_ = old;
     ::setenv(name, value.c_str(), 1);
   }
-  ~EnvironmentVariable() {
-    if (hadOld_) {
-      ::setenv(name_, old_.c_str(), 1);
-    } else {
-      ::unsetenv(name_);
-    }
-  }
+  ~EnvironmentVariable() { old_ ? ::setenv(name_, old_->c_str(), 1) : ::unsetenv(name_); }
   EnvironmentVariable(const EnvironmentVariable&) = delete;
   EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
 
  private:
   const char* name_;
-  bool hadOld_ = false;
-  std::string old_;
+  std::optional<std::string> old_;
 };
 
 }  // namespace tq::tests

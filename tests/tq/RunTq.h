@@ -64,17 +64,23 @@ class RunningTq {
 
   void signal(int number) const { ::kill(process_, number); }
 
+  /// Types `text` once `prompt` stands on the terminal.
+  void typeAfter(const std::string& prompt, const std::string& text) {
+    while (!shown_.ends_with(prompt) && readTerminal()) {
+    }
+    static_cast<void>(!::write(terminal_, text.data(), text.size()));
+  }
+
   /// Waits for the end.
   [[nodiscard]] Finished finish() {
-    std::string shown;
-    char byte = 0;
-    while (terminal_ >= 0 && ::read(terminal_, &byte, 1) == 1) shown += byte;
+    while (readTerminal()) {
+    }
     int status = 0;
     const bool ended = eventually([&] { return ::waitpid(process_, &status, WNOHANG) != 0; });
     if (ended) process_ = -1;
     return {.exitCode = ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1,
             .out = readFile(out_),
-            .error = terminal_ < 0 ? readFile(error_) : shown};
+            .error = terminal_ < 0 ? readFile(error_) : shown_};
   }
 
  private:
@@ -85,12 +91,20 @@ class RunningTq {
     return pointers;
   }
 
+  bool readTerminal() {
+    char byte = 0;
+    if (terminal_ < 0 || ::read(terminal_, &byte, 1) != 1) return false;
+    shown_ += byte;
+    return true;
+  }
+
   // After the fork: system calls only. A test in the background of a shell ignores Ctrl-C; this child may
   // not.
   void become(const std::vector<char*>& argv, const std::vector<char*>& envp, bool onTerminal) const {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) ::signal(number, SIG_DFL);
     ::dup2(::open(out_.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
     if (!onTerminal) ::dup2(::open(error_.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+    if (!onTerminal) ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
     ::execve(TQ_PROGRAM, argv.data(), envp.data());
     ::_exit(127);
   }
@@ -100,6 +114,7 @@ class RunningTq {
   const std::filesystem::path error_ = output_ / "error";
   pid_t process_ = -1;
   int terminal_ = -1;
+  std::string shown_;
 };
 
 /// Runs the program to its end.

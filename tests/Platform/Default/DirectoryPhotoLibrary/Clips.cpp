@@ -1,6 +1,7 @@
 #include "tests/Platform/Default/DirectoryPhotoLibrary/Clips.h"
 
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 #include "tests/support/TemporaryFolder.h"
@@ -8,32 +9,14 @@
 namespace tq::tests {
 namespace {
 
-constexpr Clip kClips[] = {
-    {"ffv1.mkv", "ffv1", 1.2, "-c:v ffv1"},
-    {"flv1.flv", "flv1", 1.0, "-c:v flv"},
-    {"h264.MP4", "h264", 1.0, "-c:v libx264"},
-    {"h264.f4v", "h264", 1.2, "-c:v libx264"},
-    {"h264.mkv", "h264", 1.0, "-c:v libx264"},
-    {"h264.mov", "h264", 1.4, "-c:v libx264 -movflags faststart"},
-    {"h264.ts", "h264", 1.2, "-c:v libx264"},
-    {"hevc.mp4", "hevc", 1.2, "-c:v libx265 -x265-params log-level=error"},
-    {"huffyuv.avi", "huffyuv", 1.0, "-c:v huffyuv"},
-    {"mjpeg.avi", "mjpeg", 1.4, "-c:v mjpeg"},
-    {"mjpeg.qt", "mjpeg", 1.4, "-c:v mjpeg -f mov"},
-    {"mpeg1.mpg", "mpeg1video", 1.2, "-c:v mpeg1video"},
-    {"mpeg2.m2ts", "mpeg2video", 1.2, "-c:v mpeg2video -f mpegts"},
-    {"mpeg2.mxf", "mpeg2video", 1.4, "-c:v mpeg2video"},
-    {"mpeg2.vob", "mpeg2video", 1.4, "-c:v mpeg2video"},
-    {"mpeg4.3gp", "mpeg4", 1.4, "-c:v mpeg4"},
-    {"mpeg4.avi", "mpeg4", 1.2, "-c:v mpeg4"},
-    {"mpeg4.m4v", "mpeg4", 1.4, "-c:v mpeg4 -f mp4"},
-    {"msmpeg4.asf", "msmpeg4v3", 1.0, "-c:v msmpeg4"},
-    {"prores.mov", "prores", 1.2, "-c:v prores_ks"},
-    {"theora.ogv", "theora", 1.2, "-c:v libtheora"},
-    {"vp8.webm", "vp8", 1.4, "-c:v libvpx"},
-    {"vp9.webm", "vp9", 1.0, "-c:v libvpx-vp9"},
-    {"wmv2.wmv", "wmv2", 1.4, "-c:v wmv2"},
-};
+// The clips' names, each with its encoder and further arguments.
+constexpr const char* kClips =
+    "ffv1.mkv ffv1;flv1.flv flv;h264.MP4 libx264;h264.f4v libx264;h264.mkv libx264;h264.ts libx264;"
+    "h264.mov libx264 -movflags faststart;hevc.mp4 libx265 -x265-params log-level=error;huffyuv.avi huffyuv;"
+    "mjpeg.avi mjpeg;mjpeg.qt mjpeg -f mov;mpeg1video.mpg mpeg1video;mpeg2video.m2ts mpeg2video -f mpegts;"
+    "mpeg2video.mxf mpeg2video;mpeg2video.vob mpeg2video;mpeg4.3gp mpeg4;mpeg4.avi mpeg4;"
+    "mpeg4.m4v mpeg4 -f mp4;msmpeg4v3.asf msmpeg4;prores.mov prores_ks;theora.ogv libtheora;vp8.webm libvpx;"
+    "vp9.webm libvpx-vp9;wmv2.wmv wmv2";
 
 // One call for all: a start of ffmpeg takes longer than most of the clips.
 void makeClips(const TemporaryFolder& folder) {
@@ -41,16 +24,22 @@ void makeClips(const TemporaryFolder& folder) {
       "ffmpeg -nostdin -v error -f lavfi -i testsrc=size=128x96:rate=25 -f lavfi -i sine"
       " -map 0 -map 1 -t 0.2 -c:v mjpeg -frames:v 1 -disposition:v:0 attached_pic -c:a aac " +
       (folder / "cover.mp4").string();
-  for (const Clip& clip : kClips)
-    command += " -map 0 -t " + std::to_string(clip.seconds) + " " + clip.arguments + " " +
-               (folder / clip.name).string();
+  for (const auto& [name, encoder] : allClips())
+    command +=
+        " -map 0 -t " + std::to_string(kClipDuration) + " -c:v " + encoder + " " + (folder / name).string();
   if (std::system(command.c_str()) != 0) throw std::runtime_error("ffmpeg cannot make the clips");
 }
 
 }  // namespace
 
-std::span<const Clip> allClips() {
-  return kClips;
+const std::map<std::string, std::string>& allClips() {
+  static const auto& clips = *new auto([] {
+    std::map<std::string, std::string> all;
+    std::istringstream table(kClips);
+    for (std::string name; std::getline(table, name, ' ');) std::getline(table, all[name], ';');
+    return all;
+  }());
+  return clips;
 }
 
 std::filesystem::path clipFile(const std::string& name) {

@@ -2,6 +2,7 @@
 // way.
 
 #include "TQFoundation/Platform/Default/DirectoryPhotoLibrary/DirectoryImageManager.h"
+#include "TQFoundationTesting/FakeImageManager.h"
 #include "tests/Platform/Default/DirectoryPhotoLibrary/Clips.h"
 #include "tests/contract/ImageManagerContract.h"
 #include "tests/support/LoopbackServer.h"
@@ -12,6 +13,7 @@ namespace {
 
 using namespace platform;
 using namespace std::chrono_literals;
+using Then = Reply::Then;
 namespace fs = std::filesystem;
 
 // A library, its cloud, and where temporary files would show.
@@ -19,14 +21,10 @@ struct CloudWorld : ImageManagerWorld {
   CloudWorld() {
     fs::copy_file(clipFile("vp8.webm"), folder / "playable.webm");
     writeFile(folder / "failing.mp4", "no film");
-    addToCloud("never.mp4",
-               {.body = std::string(9'000, 'x'), .fault = Reply::Fault::stallInBody, .faultAfter = 900});
-    playable = "playable.webm";
-    failing = "failing.mp4";
-    neverEnding = "never.mp4";
+    addToCloud("endless.mp4", {.body = std::string(9'000, 'x'), .then = Then::stall, .after = 900});
     manager = DirectoryImageManager::make(folder.path(), {.cacheFolder = kept / "cache/videos"});
   }
-  ~CloudWorld() override { EXPECT_EQ(temporary.files(), 0); }
+  ~CloudWorld() { EXPECT_EQ(temporary.files(), 0); }
 
   void addToCloud(const std::string& name, Reply reply) {
     server.serve("/" + name, std::move(reply));
@@ -40,21 +38,29 @@ struct CloudWorld : ImageManagerWorld {
   LoopbackServer server;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(DirectoryLibrary, ImageManagerContract, CloudWorld);
+struct FakeWorld : ImageManagerWorld {
+  FakeWorld() {
+    const auto photos = doubles::FakeImageManager::make();
+    photos->add("playable.webm", {.progress = {0.5, 1}});
+    photos->add("endless.mp4", {.progress = {0.5}, .stalls = true});
+    manager = photos;
+  }
+};
+
+using Worlds = testing::Types<CloudWorld, FakeWorld>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Libraries, ImageManagerContract, Worlds);
 
 class CloudVideos : public testing::Test, protected CloudWorld {
  protected:
-  DirectoryImageManager& photos_ = static_cast<DirectoryImageManager&>(*manager);
-
+  bool isFetched(const VideoRequested& request) {
+    return dynamic_cast<DirectoryImageManager&>(*manager).isFetched(*request.asset());
+  }
   // Asks for a video that has to come, and answers where it is.
   fs::path fetched(const std::string& name, bool network = true) {
     VideoRequested request(manager, name, network);
     EXPECT_TRUE(request.wait());
-    if (!request.asset()) {
-      ADD_FAILURE() << name << ": " << request.info().error->localizedDescription();
-      return {};
-    }
-    EXPECT_TRUE(photos_.isFetched(*request.asset()) && request.info().isInCloud);
+    if (!request.asset()) throw std::runtime_error(request.info().error->localizedDescription());
+    EXPECT_TRUE(isFetched(request) && request.info().isInCloud);
     return *dynamic_cast<const AVURLAsset&>(*request.asset()).url().filePath();
   }
   const std::string film_ = readFile(clipFile("h264.MP4"));
@@ -62,22 +68,22 @@ class CloudVideos : public testing::Test, protected CloudWorld {
 
 TEST_F(CloudVideos, OfManyKindsAreFetchedOnceAndFoundAgainBesideLocalOnes) {
   bool cloud = false;
-  for (const Clip& clip : allClips()) {
-    SCOPED_TRACE(clip.name);
-    fs::create_symlink(clipFile(clip.name), folder / clip.name);
+  for (const auto& [name, encoder] : allClips()) {
+    SCOPED_TRACE(name);
+    fs::create_symlink(clipFile(name), folder / name);
     for (const bool fromCloud : {false, cloud = !cloud}) {
-      if (fromCloud) addToCloud(clip.name, {.body = readFile(clipFile(clip.name))});
-      VideoRequested request(manager, clip.name);
+      if (fromCloud) addToCloud(name, {.body = readFile(clipFile(name))});
+      VideoRequested request(manager, name);
       ASSERT_TRUE(request.wait() && request.asset()) << request.info().error->localizedDescription();
       const AVVideoDetails& details = *request.asset()->details();
-      EXPECT_NEAR(details.duration.count(), clip.seconds, kDurationTolerance);
-      EXPECT_EQ(details.codec, clip.codec);
+      EXPECT_NEAR(details.duration.count(), kClipDuration, kDurationTolerance);
+      EXPECT_TRUE(name.starts_with(details.codec + ".")) << details.codec;
       EXPECT_EQ(details.naturalSize, (CGSize{128, 96}));
-      EXPECT_EQ(photos_.isFetched(*request.asset()), fromCloud);
+      EXPECT_EQ(isFetched(request), fromCloud);
       EXPECT_EQ(request.fractions().empty() ? 0.0 : request.fractions().back(), fromCloud ? 1.0 : 0.0);
       if (!fromCloud) continue;
-      EXPECT_EQ(readFile(fetched(clip.name, false)), readFile(clipFile(clip.name)));
-      EXPECT_EQ(server.requests("/" + std::string(clip.name)), 1);
+      EXPECT_EQ(readFile(fetched(name, false)), readFile(clipFile(name)));
+      EXPECT_EQ(server.requests("/" + name), 1);
     }
   }
   EXPECT_EQ(fs::status(kept / "cache/videos").permissions(), fs::perms::owner_all);
@@ -94,7 +100,7 @@ TEST_F(CloudVideos, StayThereWithoutNetworkAccess) {
 }
 
 TEST_F(CloudVideos, AreFetchedAnewWhenTheURLIsAnotherOrTheKeptFileIsDamaged) {
-  addToCloud("film.mp4", {.body = film_, .length = Reply::Length::chunked});
+  addToCloud("film.mp4", {.raw = chunkedReply(film_)});
   const fs::path first = fetched("film.mp4");
   writeFile(folder / "film.mp4.cloud", "\xef\xbb\xbf \t" + server.url("/film.mp4?2") + " \r\nmore\n");
   const fs::path second = fetched("film.mp4");
@@ -102,11 +108,8 @@ TEST_F(CloudVideos, AreFetchedAnewWhenTheURLIsAnotherOrTheKeptFileIsDamaged) {
   EXPECT_EQ(server.requests("/film.mp4"), 2);
   for (const bool folderInstead : {false, true}) {
     fs::remove(second);
-    if (folderInstead) {
-      fs::create_directory(second);
-    } else {
-      writeFile(second, film_.substr(0, 999));
-    }
+    if (folderInstead) fs::create_directory(second);
+    writeFile(second, film_.substr(0, 999));
     EXPECT_EQ(fetched("film.mp4"), second);
     EXPECT_EQ(readFile(second), film_);
   }
@@ -126,13 +129,10 @@ TEST_F(CloudVideos, AskedForTwiceAtOnceBothCome) {
 }
 
 TEST_F(CloudVideos, WhatGoesWrongOnTheWayIsToldAndNothingIsKept) {
-  using Fault = Reply::Fault;
   addToCloud("page.mp4", {.body = "<html>Please log in</html>"});
   addToCloud("empty.mp4", {.status = 204});
   addToCloud("gone.mp4", {.status = 404, .body = film_});
-  addToCloud("moved.mp4", {.status = 302, .headers = {"Location: file:///etc/passwd"}});
-  addToCloud("short.mp4", {.body = film_, .fault = Fault::closeInBody, .faultAfter = film_.size() - 1});
-  addToCloud("reset.mp4", {.body = film_, .fault = Fault::resetInBody, .faultAfter = 999});
+  addToCloud("short.mp4", {.body = film_, .then = Then::close, .after = film_.size() - 1});
   writeFile(folder / "blank.mp4.cloud", " \t\r\n" + server.url("/gone.mp4"));
   writeFile(folder / "file.mp4.cloud", "file:///etc/passwd");
   writeFile(folder / "words.mp4.cloud", "no URL here");
@@ -141,9 +141,7 @@ TEST_F(CloudVideos, WhatGoesWrongOnTheWayIsToldAndNothingIsKept) {
       {"page.mp4", NSFileReadCorruptFileError, " is not playable: it is damaged"},
       {"empty.mp4", NSFileReadCorruptFileError, " is not playable: the file is empty"},
       {"gone.mp4", NSURLErrorBadServerResponse, ": the server answered 404"},
-      {"moved.mp4", NSURLErrorUnsupportedURL, ""},
       {"short.mp4", NSURLErrorNetworkConnectionLost, ""},
-      {"reset.mp4", NSURLErrorNetworkConnectionLost, ""},
       {"blank.mp4", NSFileReadCorruptFileError, ".cloud names no original: its first line is empty"},
       {"file.mp4", NSFileReadCorruptFileError, ".cloud names no original: its URL is neither http nor https"},
       {"words.mp4", NSFileReadCorruptFileError, ".cloud names no original: its first line is no URL"},

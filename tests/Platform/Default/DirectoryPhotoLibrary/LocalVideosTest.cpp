@@ -3,8 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <limits>
-
 #include "TQFoundation/Platform/Default/DirectoryPhotoLibrary/DirectoryImageManager.h"
 #include "TQFoundation/Platform/Default/DirectoryPhotoLibrary/RequestTable.h"
 #include "tests/Platform/Default/DirectoryPhotoLibrary/Clips.h"
@@ -15,6 +13,7 @@ namespace tq::tests {
 namespace {
 
 using namespace platform;
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 // Root may read everything, so it steps aside for a while.
@@ -91,22 +90,20 @@ TEST_F(LocalVideos, WhatIsNotPlayableIsRefusedWithAReason) {
   writeFile(folder_ / "hls.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nfilm.mp4\n#EXT-X-ENDLIST\n");
   writeFile(folder_ / "concat.mp4", "ffconcat version 1.0\nfile film.mp4\n");
 
-  const std::string climb = "../" + outside_.path().filename().string() + "/film.mp4";
-  constexpr const char* kDamaged = " is not playable: it is damaged, or no video container";
+  constexpr auto kCorrupt = NSFileReadCorruptFileError;
   std::vector<std::tuple<std::string, std::int64_t, std::string>> cases = {
       {"locked.mp4", NSFileReadNoPermissionError, ": Permission denied"},
-      {"folder.mp4", NSFileReadCorruptFileError, ": it is no regular file"},
-      {"pipe.mp4", NSFileReadCorruptFileError, ": it is no regular file"},
-      {"empty.mp4", NSFileReadCorruptFileError, " is not playable: the file is empty"},
-      {"early.mp4", NSFileReadCorruptFileError, " is not playable: its video has no packet that can be read"},
-      {"cover.mp4", NSFileReadCorruptFileError, " is not playable: it has no video stream"}};
-  for (const char* damaged : {"text.mp4", "cut.mp4", "hls.mp4", "concat.mp4"})
-    cases.emplace_back(damaged, NSFileReadCorruptFileError, kDamaged);
-  for (const std::string& unknown :
-       {std::string(), climb, (outside_ / "film.mp4").string(), std::string("linked/film.mp4"),
-        std::string("./film.mp4"), std::string("/film.mp4"), std::string(".film.mp4"),
-        std::string("loop.mp4"), std::string("gone.mp4"), std::string("notes.txt"),
-        std::string("film.mp4\0.mp4", 13)})
+      {"folder.mp4", kCorrupt, ": it is no regular file"},
+      {"pipe.mp4", kCorrupt, ": it is no regular file"},
+      {"empty.mp4", kCorrupt, " is not playable: the file is empty"},
+      {"early.mp4", kCorrupt, " is not playable: its video has no packet that can be read"},
+      {"cover.mp4", kCorrupt, " is not playable: it has no video stream"}};
+  for (const char* const damaged : {"text.mp4", "cut.mp4", "hls.mp4", "concat.mp4"})
+    cases.emplace_back(damaged, kCorrupt, " is not playable: it is damaged, or no video container");
+  const auto climb = "../" + outside_.path().filename().string() + "/film.mp4";
+  for (const auto& unknown :
+       {""s, climb, (outside_ / "film.mp4").string(), "linked/film.mp4"s, "./film.mp4"s, "/film.mp4"s,
+        ".film.mp4"s, "loop.mp4"s, "gone.mp4"s, "notes.txt"s, "film.mp4\0.mp4"s})
     cases.emplace_back(unknown, NSFileReadNoSuchFileError, "");
   const auto photos = DirectoryImageManager::make(folder_.path());
   const OrdinaryUser user;

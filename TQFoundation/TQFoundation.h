@@ -13,5 +13,8 @@
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
+#include "TQFoundation/Network/TQNetworkObserver.h"
+#include "TQFoundation/Network/TQReachability.h"
+#include "TQFoundation/Platform/Core/NSNotificationCenter.h"
 #include "TQFoundation/StateMachine/AAPLStateMachine.h"
 #include "TQFoundation/TQFoundationVersion.h"

@@ -8,20 +8,27 @@
 
 namespace tq {
 
-/// The scope of the application's notification names; see `NSNotification::Name`.
+/// A notification, and the scope of the application's names for them; see `NSNotification::Name`.
 class NSNotification : public platform::NSNotification {
  public:
   class Name;
+
+  using platform::NSNotification::NSNotification;
+  /// Any notification is one of the application's when it says so. This copies; a handler that takes its
+  /// argument as `const auto&` does not.
+  // NOLINTNEXTLINE(google-explicit-constructor): nothing changes but the type
+  NSNotification(platform::NSNotification notification) noexcept
+      : platform::NSNotification(std::move(notification)) {}
 };
 
 /// The names by which the application's screens and services tell each other what happened.
 ///
-///     center.post(NSNotification::Name::showStudio);
+///     center->postNotificationName(NSNotification::Name::showStudio);
 ///     if (name == NSNotification::Name::saveCompleted) closeEditor();
 ///
 /// Whoever posts and whoever observes use the same constant. What travels is the text, and some texts differ
 /// from their constant's name in a capital or in wording: the constant is the only spelling code should know.
-/// The library posts none of them itself, and none carries further values.
+/// The library posts `reachabilityChanged` alone, and none carries further values.
 ///
 /// Immutable after construction; share freely. The constants need no initialisation at run time.
 class NSNotification::Name : public platform::NSNotification::Name {
@@ -82,6 +89,9 @@ class NSNotification::Name : public platform::NSNotification::Name {
   static constexpr platform::NSNotification::Name productRestoreCompleted{
       "ProductRestoreDidCompletedNotification"};
   static constexpr platform::NSNotification::Name productRestoreFailed{"ProductRestoreDidFailedNotification"};
+
+  /// Posted by a `TQReachability`, with itself as the object, when the way to its target has changed.
+  static constexpr platform::NSNotification::Name reachabilityChanged{"reachabilityChanged"};
 };
 
 }  // namespace tq

@@ -2,13 +2,11 @@
 #include <poll.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <semaphore>
 #include <thread>
 
 #include "TQFoundation/Platform/Core/LoopQueue.h"
 #include "TQFoundationTesting/ManualQueue.h"
-#include "tests/support/MainQueue.h"
 
 namespace tq::tests {
 namespace {
@@ -17,184 +15,177 @@ using platform::DispatchQueue;
 using platform::LoopQueue;
 using platform::RunLoop;
 using namespace std::chrono_literals;
+using Numbers = std::vector<int>;
 
 // What every queue that keeps an order promises, however its tasks get a thread.
-struct QueueKind {
-  const char* name;
-  std::shared_ptr<DispatchQueue> (*make)();
-  void (*runUntil)(DispatchQueue&, const std::function<bool()>&);
-};
-
-void waitForBackground(DispatchQueue&, const std::function<bool()>& done) {
-  for (int i = 0; i < 20'000 && !done(); ++i) std::this_thread::sleep_for(1ms);
-}
-
-class OrderedQueue : public testing::TestWithParam<QueueKind> {
+class OrderedQueue : public testing::TestWithParam<std::string> {
  protected:
-  void runUntil(const std::function<bool()>& done) { GetParam().runUntil(*queue_, done); }
-
-  std::shared_ptr<DispatchQueue> queue_ = GetParam().make();
+  OrderedQueue() {
+    if (GetParam() == "Main") queue_ = DispatchQueue::main();
+    if (GetParam() == "Serial") queue_ = DispatchQueue::serial();
+  }
+  bool runUntil(const std::function<bool()>& done) {
+    for (int i = 0; i < 20'000 && !done(); ++i) {
+      if (GetParam() == "Main") DispatchQueue::main()->drain();
+      manual_->advance(1ms);
+      std::this_thread::sleep_for(1ms);
+    }
+    return done();
+  }
+  const std::shared_ptr<doubles::ManualQueue> manual_ = std::make_shared<doubles::ManualQueue>();
+  std::shared_ptr<DispatchQueue> queue_ = manual_;
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, OrderedQueue,
-    testing::Values(
-        QueueKind{"Main", [] { return std::shared_ptr<DispatchQueue>(DispatchQueue::main()); },
-                  [](DispatchQueue&, const std::function<bool()>& done) { runMainQueueUntil(done); }},
-        QueueKind{"Serial", [] { return DispatchQueue::serial(); }, waitForBackground},
-        QueueKind{"Manual",
-                  [] { return std::shared_ptr<DispatchQueue>(std::make_shared<doubles::ManualQueue>()); },
-                  [](DispatchQueue& queue, const std::function<bool()>& done) {
-                    auto& manual = dynamic_cast<doubles::ManualQueue&>(queue);
-                    for (int i = 0; i < 20'000 && !done(); ++i) {
-                      manual.advance(1ms);
-                      std::this_thread::yield();
-                    }
-                  }}),
-    [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kinds, OrderedQueue, testing::Values("Main", "Serial", "Manual"),
+                         [](const auto& kind) { return kind.param; });
 
 TEST_P(OrderedQueue, RunsTasksOfSeveralThreadsOneAtATimeAndEachThreadsInOrder) {
-  constexpr int kThreads = 4;
   constexpr int kTasks = 5'000;
-  std::vector<int> last(kThreads, -1);
-  std::atomic<int> count = 0;
-  std::atomic<int> inside = 0;
-  std::atomic<int> faults = 0;
+  Numbers last(4, -1);
+  std::atomic<int> count = 0, inside = 0, faults = 0;
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
+  for (int& mine : last) {
+    threads.emplace_back([&] {
       for (int i = 0; i < kTasks; ++i) {
-        queue_->async([&, t, i] {
-          if (inside.fetch_add(1) != 0 || std::exchange(last[static_cast<std::size_t>(t)], i) != i - 1)
-            ++faults;
+        const auto task = [&, i] {
+          if (inside.fetch_add(1) != 0 || std::exchange(mine, i) != i - 1) ++faults;
           inside.fetch_sub(1);
           ++count;
-        });
+        };
+        i % 100 == 0 ? queue_->sync(task) : queue_->async(task);
       }
     });
   }
-  runUntil([&] { return count == kThreads * kTasks; });
+  EXPECT_TRUE(runUntil([&] { return count == 4 * kTasks; }));
   for (auto& thread : threads) thread.join();
-  runUntil([&] { return count == kThreads * kTasks; });
-  EXPECT_EQ(count, kThreads * kTasks);
   EXPECT_EQ(faults, 0);
 }
 
-TEST_P(OrderedQueue, ATaskNeverRunsInsideAsyncAndMayHandOverMore) {
-  std::vector<int> order;
+TEST_P(OrderedQueue, ATaskNeverRunsInsideAsyncAndIsReleasedBeforeTheNextOne) {
+  auto held = std::make_shared<int>(1);
+  const std::weak_ptr<int> weak = held;
+  Numbers order;
   std::atomic<bool> done = false;
   queue_->async([&] {
+    queue_->async([held = std::move(held)] {});
     queue_->async([&] {
-      order.push_back(2);
+      order.push_back(weak.expired() ? 2 : -2);
       done = true;
     });
     order.push_back(1);
   });
-  runUntil([&] { return done.load(); });
-  EXPECT_EQ(order, (std::vector{1, 2}));
+  EXPECT_TRUE(runUntil([&] { return done.load(); }));
+  EXPECT_EQ(order, (Numbers{1, 2}));
 }
 
 TEST_P(OrderedQueue, SyncWaitsFromOutsideAndRunsAtOnceFromInside) {
   std::atomic<bool> done = false;
-  int inner = 0;
   std::thread outside([&] {
-    int seen = 0;
+    int inner = 0, seen = 0;
     queue_->sync([&] {
       queue_->sync([&] { inner = 7; });
       seen = inner;
     });
     EXPECT_EQ(seen, 7);
-    queue_->async([&] { done = true; });
+    done = true;
   });
-  runUntil([&] { return done.load(); });
+  EXPECT_TRUE(runUntil([&] { return done.load(); }));
   outside.join();
-  EXPECT_TRUE(done);
 }
 
-TEST_P(OrderedQueue, ReleasesWhatATaskHoldsOnceItHasRun) {
-  auto held = std::make_shared<int>(1);
-  const std::weak_ptr<int> weak = held;
-  std::atomic<bool> next = false;
-  queue_->async([held = std::move(held)] {});
-  queue_->async([&] { next = weak.expired(); });
-  runUntil([&] { return next.load(); });
-  EXPECT_TRUE(next);
+TEST_P(OrderedQueue, AfterKeepsTheOrderOfTheMoments) {
+  Numbers order;
+  std::atomic<int> count = 0;
+  for (const auto& [delay, value] : {std::pair{60ms, 3}, {30ms, 2}, {-3'600'000ms, 1}}) {
+    queue_->after(delay, [&, value = value] {
+      order.push_back(value);
+      ++count;
+    });
+  }
+  EXPECT_TRUE(runUntil([&] { return count == 3; }));
+  EXPECT_EQ(order, (Numbers{1, 2, 3}));
 }
 
-TEST_P(OrderedQueue, AfterIsNeverEarlyAndKeepsTheOrderOfTheMoments) {
-  std::mutex mutex;
-  std::vector<int> order;
-  std::atomic<bool> done = false;
-  const auto add = [&](int value) {
-    const std::scoped_lock lock(mutex);
-    order.push_back(value);
-    done = order.size() == 3;
-  };
-  queue_->after(60ms, [&] { add(3); });
-  queue_->after(30ms, [&] { add(2); });
-  queue_->after(-1h, [&] { add(1); });
-  runUntil([&] { return done.load(); });
-  EXPECT_EQ(order, (std::vector{1, 2, 3}));
-}
-
-TEST(LoopQueue, StopEndsTheRunAtItsTaskAndLeavesTheRestWaitingInOrder) {
-  const auto queue = std::make_shared<LoopQueue>(std::this_thread::get_id());
-  std::vector<int> order;
-  queue->async([&] { order.push_back(1); });
-  queue->async([&] { queue->stop(); });
-  queue->async([&] { order.push_back(2); });
-  queue->run();
-  EXPECT_EQ(order, (std::vector{1}));
-  queue->async([&] { order.push_back(3); });
-  queue->drain();
-  EXPECT_EQ(order, (std::vector{1, 2, 3}));
-  queue->stop();  // nobody runs: the next run returns at once
-  queue->run();
-}
-
-TEST(LoopQueue, ARunInsideATaskGoesOnWithTheTasksBehindIt) {
-  const auto queue = std::make_shared<LoopQueue>(std::this_thread::get_id());
-  std::vector<int> order;
-  queue->async([&] {
-    order.push_back(1);
-    queue->run();
-    order.push_back(3);
-  });
-  queue->async([&] { order.push_back(2); });
-  queue->async([&] { queue->stop(); });
-  queue->async([&] { order.push_back(4); });
-  queue->async([&] { queue->stop(); });
-  queue->run();
-  EXPECT_EQ(order, (std::vector{1, 2, 3, 4}));
-}
-
-TEST(LoopQueue, ItsDescriptorIsReadableExactlyWhileTasksWait) {
-  const auto queue = std::make_shared<LoopQueue>(std::this_thread::get_id());
-  int wakeUps = 0;
-  queue->setWakeUp([&] { ++wakeUps; });
-  const auto readable = [&] {
-    pollfd descriptor{.fd = queue->descriptor(), .events = POLLIN, .revents = 0};
+// A loop of this thread's own, whose tasks note numbers.
+class Loop : public testing::Test {
+ protected:
+  void add(int number) {
+    loop_->async([this, number] { order_.push_back(number); });
+  }
+  void addStop() {
+    loop_->async([this] { loop_->stop(); });
+  }
+  bool readable() {
+    pollfd descriptor{.fd = loop_->descriptor(), .events = POLLIN, .revents = 0};
     return ::poll(&descriptor, 1, 0) == 1;
-  };
-  queue->async([] {});
+  }
+  const std::shared_ptr<LoopQueue> loop_ = std::make_shared<LoopQueue>(std::this_thread::get_id());
+  Numbers order_;
+};
+
+TEST_F(Loop, StopEndsTheRunAtItsTaskAndLeavesTheRestWaitingInOrder) {
+  add(1);
+  loop_->async([&] { loop_->stop(), add(3); });
+  add(2);
+  loop_->run();
+  EXPECT_EQ(order_, (Numbers{1}));
+  loop_->drain();
+  EXPECT_EQ(order_, (Numbers{1, 2, 3}));
+  loop_->stop();  // nobody runs: the next run returns at once
+  loop_->run();
+}
+
+TEST_F(Loop, ARunInsideATaskGoesOnWithTheTasksBehindIt) {
+  add(1);
+  loop_->async([&] { loop_->run(), order_.push_back(3); });
+  add(2);
+  addStop();
+  add(4);
+  addStop();
+  loop_->run();
+  EXPECT_EQ(order_, (Numbers{1, 2, 3, 4}));
+}
+
+TEST_F(Loop, ItsDescriptorIsReadableExactlyWhileTasksWait) {
+  int wakeUps = 0;
+  loop_->setWakeUp([&] { ++wakeUps; });
+  add(1);
   EXPECT_TRUE(readable());  // also when the task came before the descriptor
-  queue->async([] {});
+  loop_->async([&] { add(2); });
   EXPECT_EQ(wakeUps, 1);
-  queue->drain();
-  EXPECT_FALSE(readable());
-  bool later = false;
-  queue->async([&] { queue->async([&] { later = true; }); });
-  queue->drain();
-  EXPECT_FALSE(later);  // a drain never runs what it adds itself: the host's loop has its turn
+  loop_->drain();
+  EXPECT_EQ(order_, (Numbers{1}));  // never what it adds itself: the host's loop has its turn
   EXPECT_TRUE(readable());
-  queue->drain();
-  EXPECT_TRUE(later);
+  loop_->drain();
   EXPECT_FALSE(readable());
-  queue->async([&] { queue->stop(); });
-  queue->async([] {});
-  queue->run();
+  addStop();
+  add(3);
+  loop_->run();
   EXPECT_TRUE(readable());  // what a stopped run has left
-  EXPECT_EQ(wakeUps, 4);
+  EXPECT_EQ(wakeUps, 3);
+}
+
+TEST(LoopQueue, WhileItsThreadSleepsElsewhereTasksAndStopsStillArrive) {
+  LoopQueue loop(std::this_thread::get_id());
+  Numbers ran;
+  std::thread other;
+  int sleeps = 0;
+  loop.setSleep([&](int descriptor) {
+    if (++sleeps == 1) return loop.async([&] { ran.push_back(1); });  // found there, on this very thread
+    if (sleeps == 2)
+      other = std::thread([&] {
+        loop.async([&] { ran.push_back(2); });
+        std::this_thread::sleep_for(5ms);  // the loop sleeps again
+        loop.stop();
+      });
+    pollfd readable{.fd = descriptor, .events = POLLIN, .revents = 0};
+    EXPECT_EQ(::poll(&readable, 1, 20'000), 1);
+  });
+  loop.run();
+  other.join();
+  EXPECT_EQ(ran, (Numbers{1, 2}));
+  pollfd readable{.fd = loop.descriptor(), .events = POLLIN, .revents = 0};
+  EXPECT_EQ(::poll(&readable, 1, 0), 0);
 }
 
 TEST(RunLoop, ATimerFiresOnItsThreadUntilInvalidatedAndThenLetsGoOfItsTask) {
@@ -206,10 +197,9 @@ TEST(RunLoop, ATimerFiresOnItsThreadUntilInvalidatedAndThenLetsGoOfItsTask) {
     std::shared_ptr<platform::Timer> timer;
     timer = RunLoop::current()->schedule(2ms, RunLoop::Repeats::yes, [&, held = std::move(held)] {
       EXPECT_EQ(std::this_thread::get_id(), thread);
-      if (++*held == 5) {
-        timer->invalidate();
-        loop->after(10ms, [&] { loop->stop(); });
-      }
+      if (++*held != 5) return;
+      timer->invalidate();
+      loop->after(10ms, [&] { loop->stop(); });
     });
     loop->run();
     EXPECT_FALSE(timer->isValid());
@@ -217,18 +207,15 @@ TEST(RunLoop, ATimerFiresOnItsThreadUntilInvalidatedAndThenLetsGoOfItsTask) {
   EXPECT_TRUE(weak.expired());
 }
 
-TEST(RunLoop, ABusyLoopDropsTheFiringsItMissed) {
-  const auto loop = std::make_shared<LoopQueue>(std::this_thread::get_id());
+TEST_F(Loop, ABusyOneDropsTheFiringsItMissed) {
   int fired = 0;
-  const auto timer = loop->schedule(5ms, RunLoop::Repeats::yes, [&] {
-    if (++fired == 1) std::this_thread::sleep_for(50ms);
-    if (fired == 2) loop->stop();
-  });
   const auto begin = std::chrono::steady_clock::now();
-  loop->run();
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, 55ms);
-  loop->drain();
-  EXPECT_EQ(fired, 2);
+  const auto timer = loop_->schedule(5ms, RunLoop::Repeats::yes, [&] {
+    if (++fired == 1) std::this_thread::sleep_for(50ms);
+    if (fired == 2) loop_->stop();
+  });
+  loop_->run();
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 60ms);
   timer->invalidate();
 }
 
@@ -252,42 +239,52 @@ TEST(RunLoop, TimersSurviveInvalidationFromOtherThreadsAtAnyMoment) {
 }
 
 TEST(GlobalQueue, TasksThatBlockDoNotStarveTheOneTheyWaitFor) {
-  constexpr int kBlocked = 40;
-  std::mutex mutex;
-  std::condition_variable changed;
-  int waiting = 0;
-  bool open = false;
-  for (int i = 0; i < kBlocked; ++i) {
+  std::counting_semaphore<> waiting(0), open(0), ended(0);
+  const auto comes40Times = [](std::counting_semaphore<>& event) {
+    int count = 0;
+    while (count < 40 && event.try_acquire_for(20s)) ++count;
+    return count == 40;
+  };
+  for (int i = 0; i < 40; ++i)
     DispatchQueue::global()->async([&] {
-      std::unique_lock lock(mutex);
-      ++waiting;
-      changed.notify_all();
-      changed.wait(lock, [&] { return open; });
-      --waiting;
-      changed.notify_all();
+      waiting.release();
+      open.acquire();
+      ended.release();
     });
-  }
-  std::unique_lock lock(mutex);
-  EXPECT_TRUE(changed.wait_for(lock, 20s, [&] { return waiting == kBlocked; }));
-  const auto serial = DispatchQueue::serial();
-  lock.unlock();
-  bool ran = false;
-  serial->sync([&] { ran = true; });
-  EXPECT_TRUE(ran);
-  lock.lock();
-  open = true;
-  changed.notify_all();
-  EXPECT_TRUE(changed.wait_for(lock, 20s, [&] { return waiting == 0; }));
+  EXPECT_TRUE(comes40Times(waiting));
+  DispatchQueue::serial()->async([&] { open.release(40); });
+  EXPECT_TRUE(comes40Times(ended));
 }
 
 TEST(SerialQueue, LivesUntilItsLastTaskHasRunWithoutAnOwner) {
-  std::atomic<int> ran = 0;
+  std::counting_semaphore<> ran(0);
   for (int i = 0; i < 200; ++i) {
     auto queue = DispatchQueue::serial();
-    queue->async([&ran, queue = queue.get()] { queue->async([&ran] { ++ran; }); });
+    queue->async([&ran, queue = queue.get()] { queue->async([&ran] { ran.release(); }); });
   }
-  waitForBackground(*DispatchQueue::global(), [&] { return ran == 200; });
-  EXPECT_EQ(ran, 200);
+  for (int i = 0; i < 200; ++i) ASSERT_TRUE(ran.try_acquire_for(20s));
+}
+
+TEST(SerialQueue, BriefTasksRunHereWhereTheQueueIsIdleAndInTurnWhereItIsNot) {
+  const auto brief = DispatchQueue::serial(DispatchQueue::Tasks::brief);
+  const auto here = std::this_thread::get_id();
+  Numbers ran;
+  brief->asyncHereIfIdle([&] {
+    EXPECT_EQ(std::this_thread::get_id(), here);
+    EXPECT_TRUE(brief->isCurrent());
+    brief->asyncHereIfIdle([&] { ran.push_back(2); });
+    ran.push_back(1);
+  });
+  brief->sync([&] { ran.push_back(3); });
+  EXPECT_EQ(ran, (Numbers{1, 2, 3}));
+  const auto any = DispatchQueue::serial();
+  any->asyncHereIfIdle([&] { EXPECT_NE(std::this_thread::get_id(), here); });
+  std::binary_semaphore ended(0);
+  any->async([&] {
+    ran.push_back(4);
+    ended.release();
+  });
+  EXPECT_TRUE(ended.try_acquire_for(20s));
 }
 
 }  // namespace

@@ -6,11 +6,16 @@ extern "C" {
 #include <clocale>
 #include <csignal>
 #include <exception>
+#include <functional>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tools/tq/DemoCommand.h"
 #include "tools/tq/DownloadCommand.h"
 #include "tools/tq/LoadCommand.h"
+#include "tools/tq/NetCommand.h"
 #include "tools/tq/Outcome.h"
 
 namespace {
@@ -20,23 +25,37 @@ using namespace tq::tool;
 constexpr std::size_t kOptionColumns = 20;
 constexpr const char* kCancelWords = "Ctrl-C cancels; a second one ends tq at once.";
 
-void addLoad(CLI::App& app, LoadRequest& request) {
+// What the arguments can name, and what is done then.
+struct Command {
+  CLI::App* arguments;
+  std::function<int(const Interrupts&)> run;
+};
+using Commands = std::vector<Command>;
+
+int usageFailure(const std::string& sentence) {
+  static_cast<void>(fail(sentence));
+  say("see tq --help");
+  return kExitUsage;
+}
+
+void addLoad(CLI::App& app, Commands& commands) {
+  const auto request = std::make_shared<LoadRequest>();
   auto* const command = app.add_subcommand("load", "Load videos of a folder, fetching those in the cloud");
   command
-      ->add_option("FOLDER", request.folder, "The photo library: a folder with videos, subfolders included")
+      ->add_option("FOLDER", request->folder, "The photo library: a folder with videos, subfolders included")
       ->required()
       ->type_name("");
   command
-      ->add_option("ID", request.identifiers,
+      ->add_option("ID", request->identifiers,
                    "The videos to load, by their paths within the folder, in this\n"
                    "order; repeats are allowed. Without any: all, by name")
       ->type_name("");
   command
-      ->add_option("--cache", request.cache,
+      ->add_option("--cache", request->cache,
                    "Where originals out of the cloud are kept and looked for.\n"
                    "Without: CloudVideos in the user's cache folder of tq")
       ->type_name("FOLDER");
-  command->add_flag("--json", request.json,
+  command->add_flag("--json", request->json,
                     "Print an array of objects instead of rows: identifier,\n"
                     "duration (seconds), width, height, codec, source, file");
   command->footer(
@@ -46,47 +65,75 @@ void addLoad(CLI::App& app, LoadRequest& request) {
                   "whether it is local or was fetched. A video that cannot be loaded ends the\n"
                   "load, and no row is printed. ") +
       kCancelWords);
+  commands.push_back(
+      {command, [request](const Interrupts& interrupts) { return load(*request, interrupts); }});
 }
 
-void addDownload(CLI::App& app, DownloadRequest& request) {
+void addDownload(CLI::App& app, Commands& commands) {
+  const auto request = std::make_shared<DownloadRequest>();
   auto* const command = app.add_subcommand("download", "Download one file over http or https");
-  command->add_option("URL", request.url, "What to download")->required()->type_name("");
-  command->add_option("FILE", request.file, "Where to put it: must not exist, and its folder must")
+  command->add_option("URL", request->url, "What to download")->required()->type_name("");
+  command->add_option("FILE", request->file, "Where to put it: must not exist, and its folder must")
       ->required()
       ->type_name("");
   command->footer(std::string("The file appears complete or not at all, and never over another one. What a\n"
                               "server sends with a status like 404 is a file too: tq keeps it and warns.\n") +
                   kCancelWords);
+  commands.push_back(
+      {command, [request](const Interrupts& interrupts) { return download(*request, interrupts); }});
 }
 
-void addDemo(CLI::App& app) {
+void addDemo(CLI::App& app, Commands& commands) {
   auto* const command = app.add_subcommand("demo", "Show a load at work, without files or network of yours");
   command->footer(
       std::string("Makes a library of tiny test clips in a temporary folder, some of them in the\n"
                   "cloud of a slow server on 127.0.0.1 that tq runs itself, loads them as tq load\n"
                   "does, and removes the folder again. Takes some 8 seconds.\n") +
       kCancelWords);
+  commands.push_back({command, &demo});
 }
 
-int usageFailure(const std::string& sentence) {
-  static_cast<void>(fail(sentence));
-  say("see tq --help");
-  return kExitUsage;
+void addNet(CLI::App& app, Commands& commands) {
+  const auto request = std::make_shared<NetRequest>();
+  auto* const command = app.add_subcommand("net", "Show how the network can be reached, and each change");
+  command
+      ->add_option("HOST", request->host,
+                   "A host name or an address. Without: the network as a whole,\n"
+                   "reachable when there is a default route")
+      ->type_name("");
+  command->add_flag("--once", request->once, "End after the first line");
+  command->footer(
+      "Prints the connection (No Connection, WiFi or Cellular; whatever is not cellular\n"
+      "counts as WiFi) and a picture of the flags, now and at each change until Ctrl-C.\n\n"
+      "The picture, from the left: W cellular, R reachable, a space, c connection\n"
+      "required, t transient, i intervention required, C on traffic, D on demand,\n"
+      "l local address, d direct (no gateway); - for each that is not set. Reachable\n"
+      "means that packets would leave, not that anybody answers.");
+  commands.push_back(
+      {command, [request](const Interrupts& interrupts) { return net(*request, interrupts); }});
+}
+
+// "load, download or net".
+std::string namesOf(const Commands& commands) {
+  std::string names;
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    if (i > 0) names += i + 1 == commands.size() ? " or " : ", ";
+    names += commands[i].arguments->get_name();
+  }
+  return names;
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Loads the videos of a photo library that is a folder, and downloads files.", "tq");
+  CLI::App app("Shows the TQFoundation library at work: loads videos, downloads, watches the network.", "tq");
   app.get_formatter()->column_width(kOptionColumns);
   app.set_version_flag("--version", "tq " TQ_VERSION);
   app.require_subcommand(0, 1);  // none is for us to tell; more would take a folder "demo" for a command
   app.footer(
       "tq COMMAND --help tells more of a command.\n"
       "Exit status: 0 success, 1 failure, 2 wrong usage, 130 cancelled.");
-  LoadRequest loadRequest;
-  DownloadRequest downloadRequest;
-  addLoad(app, loadRequest);
-  addDownload(app, downloadRequest);
-  addDemo(app);
+  Commands commands;
+  for (const auto add : {&addLoad, &addDownload, &addDemo, &addNet})
+    add(app, commands);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
@@ -95,10 +142,9 @@ int run(int argc, char** argv) {
     return usageFailure(error.what());
   }
   const Interrupts interrupts;
-  if (app.got_subcommand("load")) return load(loadRequest, interrupts);
-  if (app.got_subcommand("download")) return download(downloadRequest, interrupts);
-  if (app.got_subcommand("demo")) return demo(interrupts);
-  return usageFailure("name a command: load, download or demo");
+  for (const Command& command : commands)
+    if (command.arguments->parsed()) return command.run(interrupts);
+  return usageFailure("name a command: " + namesOf(commands));
 }
 
 }  // namespace

@@ -51,6 +51,8 @@ class GlobalQueue final : public DispatchQueue {
 
 class SerialQueue final : public DispatchQueue {
  public:
+  explicit SerialQueue(Tasks tasks) : tasks_(tasks) {}
+
   void async(Task task) override {
     {
       const std::scoped_lock lock(mutex_);
@@ -63,16 +65,26 @@ class SerialQueue final : public DispatchQueue {
   // On an idle queue the caller's own thread is as good as another, and none is woken.
   void sync(const std::function<void()>& task) override {
     if (isCurrent()) return task();
-    if (!occupyIdle()) return DispatchQueue::sync(task);
-    const auto* const outer = std::exchange(running_, this);
-    [&]() noexcept { task(); }();
-    running_ = outer;
-    if (!release()) scheduleBatch();
+    if (!runIfIdle(task)) DispatchQueue::sync(task);
+  }
+
+  void asyncHereIfIdle(Task task) override {
+    const auto self = shared_from_this();  // the task may let go of the queue
+    if (tasks_ == Tasks::any || !runIfIdle(task)) async(std::move(task));
   }
 
   [[nodiscard]] bool isCurrent() const override { return running_ == this; }
 
  private:
+  bool runIfIdle(const Task& task) {
+    if (!occupyIdle()) return false;
+    const auto* const outer = std::exchange(running_, this);
+    [&]() noexcept { task(); }();
+    running_ = outer;
+    if (!release()) scheduleBatch();
+    return true;
+  }
+
   bool occupyIdle() {
     const std::scoped_lock lock(mutex_);
     return !std::exchange(scheduled_, true);
@@ -111,6 +123,7 @@ class SerialQueue final : public DispatchQueue {
 
   static thread_local const SerialQueue* running_;
 
+  const Tasks tasks_;
   std::mutex mutex_;
   std::vector<Task> waiting_;
   bool scheduled_ = false;
@@ -119,6 +132,10 @@ class SerialQueue final : public DispatchQueue {
 thread_local const SerialQueue* SerialQueue::running_ = nullptr;
 
 }  // namespace
+
+void DispatchQueue::asyncHereIfIdle(Task task) {
+  async(std::move(task));
+}
 
 void DispatchQueue::sync(const std::function<void()>& task) {
   if (isCurrent()) return task();
@@ -141,8 +158,8 @@ const std::shared_ptr<DispatchQueue>& DispatchQueue::global(Priority priority) {
   return priority == Priority::high ? high : normal;
 }
 
-std::shared_ptr<DispatchQueue> DispatchQueue::serial() {
-  return std::make_shared<SerialQueue>();
+std::shared_ptr<DispatchQueue> DispatchQueue::serial(Tasks tasks) {
+  return std::make_shared<SerialQueue>(tasks);
 }
 
 }  // namespace tq::platform

@@ -28,6 +28,9 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
  public:
   enum class Priority { normal, high };
 
+  /// What the tasks of a queue are like. Brief ones take microseconds and wait for nobody.
+  enum class Tasks { any, brief };
+
   DispatchQueue() = default;
   DispatchQueue(const DispatchQueue&) = delete;
   DispatchQueue& operator=(const DispatchQueue&) = delete;
@@ -35,6 +38,10 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
 
   /// Hands `task` over and returns at once. The task never runs inside this call.
   virtual void async(Task task) = 0;
+
+  /// Runs `task` now, on this thread, if the queue is a serial one of brief tasks that has nothing to do,
+  /// else hands it over as `async` does. Spares the wake-up of another thread. For callers that hold no lock.
+  virtual void asyncHereIfIdle(Task task);
 
   /// Hands `task` over and returns when it has run.
   ///
@@ -57,8 +64,9 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
   /// Up to 64 tasks run side by side, so some of them may block; a task that waits for a later one may not.
   [[nodiscard]] static const std::shared_ptr<DispatchQueue>& global(Priority priority = Priority::normal);
 
-  /// A new serial queue on the background threads.
-  [[nodiscard]] static std::shared_ptr<DispatchQueue> serial();
+  /// A new serial queue on the background threads. One of brief tasks may also run them on the thread that
+  /// brings them about, be it the main one.
+  [[nodiscard]] static std::shared_ptr<DispatchQueue> serial(Tasks tasks = Tasks::any);
 };
 
 }  // namespace tq::platform

@@ -105,7 +105,7 @@ void LoopQueue::async(Task task) {
     waiting_.push_back(std::move(task));
     if (waiting_.size() > 1) return;
     somethingWaits_ = true;
-    signalDescriptor();
+    if (!isCurrent() || !inSleep_) signalDescriptor();  // or `run` looks at the end of its sleep
     wakeUp = wakeUp_;
   }
   added_.notify_all();
@@ -121,21 +121,30 @@ std::shared_ptr<Timer> LoopQueue::schedule(std::chrono::nanoseconds interval, Re
 void LoopQueue::run() {
   thread_ = std::this_thread::get_id();
   while (!stopAsked_.exchange(false)) {
-    if (next_ == taken_.size()) {
-      lookAround([this] { return stopAsked_ || somethingWaits_; });
-      std::unique_lock lock(mutex_);
-      added_.wait(lock, [this] { return stopAsked_ || !waiting_.empty(); });
-      takeWaiting();
-    }
+    if (next_ == taken_.size()) waitForTasks();
     runTaken();
   }
   giveBackTaken();
+}
+
+void LoopQueue::waitForTasks() {
+  const auto found = [this] { return stopAsked_ || somethingWaits_; };
+  if (!lookAround(found)) {
+    const auto sleep = sleep_.get();
+    inSleep_ = true;
+    for (const int wakeUp = sleep ? descriptor() : -1; wakeUp >= 0 && !found();) (*sleep)(wakeUp);
+    inSleep_ = false;
+  }
+  std::unique_lock lock(mutex_);
+  added_.wait(lock, [this] { return stopAsked_ || !waiting_.empty(); });
+  takeWaiting();
 }
 
 void LoopQueue::stop() {
   {
     const std::scoped_lock lock(mutex_);
     stopAsked_ = true;
+    if (inSleep_) signalDescriptor();
   }
   added_.notify_all();
 }
@@ -153,6 +162,10 @@ void LoopQueue::setWakeUp(std::function<void()> wakeUp) {
   auto shared = wakeUp ? std::make_shared<const std::function<void()>>(std::move(wakeUp)) : nullptr;
   const std::scoped_lock lock(mutex_);
   wakeUp_.swap(shared);
+}
+
+void LoopQueue::setSleep(Sleep sleep) {
+  sleep_.set(sleep ? std::make_shared<const Sleep>(std::move(sleep)) : nullptr);
 }
 
 int LoopQueue::descriptor() {
@@ -176,24 +189,24 @@ void LoopQueue::takeWaiting() {
   taken_.swap(waiting_);
   somethingWaits_ = false;
   next_ = 0;
-  if (std::exchange(signalled_, false)) {
-    char byte = 0;
-    static_cast<void>(::read(readEnd_, &byte, 1));
-  }
+  clearSignal();
 }
 
 // What a stop has left undone waits again, ahead of the rest, where a later run or drain looks for it.
 void LoopQueue::giveBackTaken() {
-  if (next_ == taken_.size()) return;
   const std::scoped_lock lock(mutex_);
   taken_.erase(taken_.begin(), taken_.begin() + static_cast<std::ptrdiff_t>(next_));
   taken_.insert(taken_.end(), std::make_move_iterator(waiting_.begin()),
                 std::make_move_iterator(waiting_.end()));
   waiting_.swap(taken_);
-  somethingWaits_ = true;
   taken_.clear();
   next_ = 0;
-  signalDescriptor();
+  somethingWaits_ = !waiting_.empty();
+  if (somethingWaits_) {
+    signalDescriptor();
+  } else {
+    clearSignal();  // the stop's own
+  }
 }
 
 void LoopQueue::runTaken() {
@@ -204,6 +217,12 @@ void LoopQueue::runTaken() {
 void LoopQueue::runNext() noexcept {
   const Task task = std::move(taken_[next_++]);
   task();
+}
+
+void LoopQueue::clearSignal() {
+  if (!std::exchange(signalled_, false)) return;
+  char byte = 0;
+  static_cast<void>(::read(readEnd_, &byte, 1));
 }
 
 void LoopQueue::signalDescriptor() {

@@ -10,6 +10,7 @@
 #include "TQFoundation/Platform/Core/DispatchQueue.h"
 #include "TQFoundation/Platform/Core/RunLoop.h"
 #include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Support/Guarded.h"
 
 namespace tq::platform {
 
@@ -58,11 +59,21 @@ class TQ_API LoopQueue final : public DispatchQueue, public RunLoop {
   /// and owned by the queue; -1 when the system has no descriptor left.
   [[nodiscard]] int descriptor();
 
+  /// Sleeps until `descriptor` is readable, or returns earlier.
+  using Sleep = std::function<void(int descriptor)>;
+
+  /// Has `run` sleep in `sleep`, on the queue's thread, while no task waits. It may watch something else as
+  /// well and deal with it right there, within microseconds: what comes of it for this queue then needs no
+  /// second thread that wakes this one. An empty one ends this.
+  void setSleep(Sleep sleep);
+
   /// The calling thread's own loop, or the main queue on its thread.
   [[nodiscard]] static std::shared_ptr<LoopQueue> current();
 
  private:
+  void waitForTasks();
   void takeWaiting();
+  void clearSignal();
   void giveBackTaken();
   void runTaken();
   void runNext() noexcept;
@@ -79,8 +90,10 @@ class TQ_API LoopQueue final : public DispatchQueue, public RunLoop {
   std::vector<Task> waiting_;
   std::atomic<bool> somethingWaits_ = false;  // for a look without the lock
   std::atomic<bool> stopAsked_ = false;
+  std::atomic<bool> inSleep_ = false;  // the queue's thread, in `sleep_`
   bool signalled_ = false;
   std::shared_ptr<const std::function<void()>> wakeUp_;
+  Guarded<std::shared_ptr<const Sleep>> sleep_;
   int readEnd_ = -1;
   int writeEnd_ = -1;
 };

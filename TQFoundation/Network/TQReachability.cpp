@@ -1,0 +1,232 @@
+#include "TQFoundation/Network/TQReachability.h"
+
+#include <unordered_map>
+#include <utility>
+
+#include "TQFoundation/Extensions/TQNotificationNames.h"
+#include "TQFoundation/Extensions/TQPremitiveExtensions.h"
+
+namespace tq {
+namespace {
+
+using namespace platform;
+
+// The objects that the platform may call back, by the address it knows them by. A callback that has begun
+// when the last owner lets go finds nothing here, or holds the object for as long as it runs.
+class CalledBack {
+ public:
+  static CalledBack& shared() {
+    static auto* const objects = new CalledBack;
+    return *objects;
+  }
+
+  void add(const void* info, std::weak_ptr<TQReachability> object) {
+    const std::scoped_lock lock(mutex_);
+    objects_.insert_or_assign(info, std::move(object));
+  }
+
+  void remove(const void* info) {
+    const std::scoped_lock lock(mutex_);
+    objects_.erase(info);
+  }
+
+  std::shared_ptr<TQReachability> find(const void* info) {
+    const std::scoped_lock lock(mutex_);
+    const auto found = objects_.find(info);
+    return found == objects_.end() ? nullptr : found->second.lock();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::unordered_map<const void*, std::weak_ptr<TQReachability>> objects_;
+};
+
+TQReachability::Handler copied(const Guarded<std::shared_ptr<const TQReachability::Handler>>& guarded) {
+  const auto handler = guarded.get();
+  return handler ? *handler : nullptr;
+}
+
+std::shared_ptr<const TQReachability::Handler> kept(TQReachability::Handler handler) {
+  return std::make_shared<const TQReachability::Handler>(std::move(handler));
+}
+
+}  // namespace
+
+std::string ReachabilityError::localizedDescription() const {
+  if (const auto* const host = std::get_if<FailedToCreateWithHostname>(&reason))
+    return "the system cannot watch the way to " + host->hostname;
+  if (std::holds_alternative<FailedToCreateWithAddress>(reason))
+    return "the system cannot watch the way to this address";
+  if (std::holds_alternative<UnableToSetCallback>(reason))
+    return "the system refuses to call back when the network changes";
+  return "the system refuses to call back on a queue when the network changes";
+}
+
+std::shared_ptr<TQReachability> TQReachability::make(TQReachabilityPorts ports) {
+  auto reference = ports.network->createWithAddress(NetworkAddress{});
+  return reference ? make(std::move(reference), false, std::move(ports)) : nullptr;
+}
+
+std::shared_ptr<TQReachability> TQReachability::make(std::string_view hostname, TQReachabilityPorts ports) {
+  auto reference = ports.network->createWithName(hostname);
+  return reference ? make(std::move(reference), true, std::move(ports)) : nullptr;
+}
+
+std::shared_ptr<TQReachability> TQReachability::make(SCNetworkReachabilityRef reachabilityRef,
+                                                     bool usingHostname, TQReachabilityPorts ports) {
+  return std::shared_ptr<TQReachability>(
+      new TQReachability(std::move(reachabilityRef), usingHostname, std::move(ports)));
+}
+
+TQReachability::TQReachability(SCNetworkReachabilityRef reachabilityRef, bool usingHostname,
+                               TQReachabilityPorts ports)
+    : reachabilityRef_(std::move(reachabilityRef)),
+      usingHostname_(usingHostname),
+      isRunningOnDevice_(ports.isRunningOnDevice),
+      mainQueue_(std::move(ports.mainQueue)),
+      reachabilitySerialQueue_(DispatchQueue::serial(DispatchQueue::Tasks::brief)),
+      notificationCenter_(NSNotificationCenter::defaultCenter()) {}
+
+TQReachability::~TQReachability() {
+  unregister();
+  CalledBack::shared().remove(this);
+}
+
+TQReachability::Handler TQReachability::whenReachable() const {
+  return copied(whenReachable_);
+}
+
+void TQReachability::setWhenReachable(Handler handler) {
+  whenReachable_.set(kept(std::move(handler)));
+}
+
+TQReachability::Handler TQReachability::whenUnreachable() const {
+  return copied(whenUnreachable_);
+}
+
+void TQReachability::setWhenUnreachable(Handler handler) {
+  whenUnreachable_.set(kept(std::move(handler)));
+}
+
+std::shared_ptr<NSNotificationCenter> TQReachability::notificationCenter() const {
+  return notificationCenter_.get();
+}
+
+void TQReachability::setNotificationCenter(std::shared_ptr<NSNotificationCenter> center) {
+  notificationCenter_.set(std::move(center));
+}
+
+TQReachability::Connection TQReachability::connection() const {
+  if (!has(kSCNetworkReachabilityFlagsReachable)) return Connection::none;
+  if (!isRunningOnDevice_) return Connection::wifi;
+  auto result = has(kSCNetworkReachabilityFlagsConnectionRequired) ? Connection::none : Connection::wifi;
+  const bool madeWhenNeeded =
+      has(kSCNetworkReachabilityFlagsConnectionOnTraffic | kSCNetworkReachabilityFlagsConnectionOnDemand);
+  if (madeWhenNeeded && !has(kSCNetworkReachabilityFlagsInterventionRequired)) result = Connection::wifi;
+  if (has(kSCNetworkReachabilityFlagsIsWWAN))
+    return allowsCellularConnection() ? Connection::cellular : Connection::none;
+  return result;
+}
+
+std::string TQReachability::currentReachabilityString() const {
+  return std::string(tq::description(connection()));
+}
+
+bool TQReachability::isReachable() const {
+  if (!has(kSCNetworkReachabilityFlagsReachable)) return false;
+  constexpr Flags kNotYetMade =
+      kSCNetworkReachabilityFlagsConnectionRequired | kSCNetworkReachabilityFlagsTransientConnection;
+  return (flags() & kNotYetMade) != kNotYetMade;
+}
+
+bool TQReachability::isReachableViaWWAN() const {
+  constexpr Flags kCellular = kSCNetworkReachabilityFlagsReachable | kSCNetworkReachabilityFlagsIsWWAN;
+  return isRunningOnDevice_ && (flags() & kCellular) == kCellular;
+}
+
+bool TQReachability::isReachableViaWiFi() const {
+  if (!has(kSCNetworkReachabilityFlagsReachable)) return false;
+  return !isRunningOnDevice_ || !has(kSCNetworkReachabilityFlagsIsWWAN);
+}
+
+std::string TQReachability::description() const {
+  const auto shown = [this](Flags flag, char character) { return has(flag) ? character : '-'; };
+  return {isRunningOnDevice_ ? shown(kSCNetworkReachabilityFlagsIsWWAN, 'W') : 'X',
+          shown(kSCNetworkReachabilityFlagsReachable, 'R'),
+          ' ',
+          shown(kSCNetworkReachabilityFlagsConnectionRequired, 'c'),
+          shown(kSCNetworkReachabilityFlagsTransientConnection, 't'),
+          shown(kSCNetworkReachabilityFlagsInterventionRequired, 'i'),
+          shown(kSCNetworkReachabilityFlagsConnectionOnTraffic, 'C'),
+          shown(kSCNetworkReachabilityFlagsConnectionOnDemand, 'D'),
+          shown(kSCNetworkReachabilityFlagsIsLocalAddress, 'l'),
+          shown(kSCNetworkReachabilityFlagsIsDirect, 'd')};
+}
+
+std::optional<ReachabilityError> TQReachability::startNotifier() {
+  const std::scoped_lock lock(registration_);
+  if (notifierRunning_) return std::nullopt;
+  CalledBack::shared().add(this, weak_from_this());
+  const SCNetworkReachabilityContext context{.info = this};
+  if (!reachabilityRef_->setCallback(&TQReachability::callback, &context)) {
+    unregister();
+    return ReachabilityError{ReachabilityError::UnableToSetCallback{}};
+  }
+  if (!reachabilityRef_->setDispatchQueue(reachabilitySerialQueue_)) {
+    unregister();
+    return ReachabilityError{ReachabilityError::UnableToSetDispatchQueue{}};
+  }
+  reachabilitySerialQueue_->async([self = shared_from_this()] { self->reachabilityChanged(); });
+  notifierRunning_ = true;
+  return std::nullopt;
+}
+
+void TQReachability::stopNotifier() {
+  const std::scoped_lock lock(registration_);
+  unregister();
+}
+
+void TQReachability::unregister() {
+  static_cast<void>(reachabilityRef_->setCallback(nullptr, nullptr));
+  static_cast<void>(reachabilityRef_->setDispatchQueue(nullptr));
+  notifierRunning_ = false;
+}
+
+void TQReachability::callback(const SCNetworkReachabilityRef&, Flags, void* info) {
+  if (info == nullptr) return;
+  const auto object = CalledBack::shared().find(info);
+  // On another queue than its own the call was meant for an object that is gone, whose address this one has.
+  if (object && object->reachabilitySerialQueue_->isCurrent()) object->reachabilityChanged();
+}
+
+void TQReachability::reachabilityChanged() {
+  if (previousFlags_ == flags()) return;
+  Handler chosen = connection() == Connection::none ? whenUnreachable() : whenReachable();
+  mainQueue_->async([self = shared_from_this(), chosen = std::move(chosen)] { self->report(chosen); });
+  previousFlags_ = flags();
+}
+
+void TQReachability::report(const Handler& chosen) {
+  if (usingHostname_) TQLogger::debug("USING HOSTNAME ABOUT TO CALL BLOCK");
+  if (chosen) chosen(*this);
+  if (const auto center = notificationCenter())
+    center->postNotificationName(tq::NSNotification::Name::reachabilityChanged, shared_from_this());
+}
+
+std::string_view description(TQReachability::Connection connection) {
+  switch (connection) {
+    case TQReachability::Connection::wifi:
+      return "WiFi";
+    case TQReachability::Connection::cellular:
+      return "Cellular";
+    case TQReachability::Connection::none:
+      break;
+  }
+  return "No Connection";
+}
+
+std::string_view description(TQReachability::NetworkStatus status) {
+  return description(static_cast<TQReachability::Connection>(status));
+}
+
+}  // namespace tq

@@ -1,0 +1,185 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Core/NSNotificationCenter.h"
+#include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
+#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Support/NSNotification.h"
+
+namespace tq {
+
+/// Published for callers; the library posts `NSNotification::Name::reachabilityChanged` instead.
+inline constexpr platform::NSNotification::Name ReachabilityChangedNotification{
+    "ReachabilityChangedNotification"};
+
+/// Why a reachability cannot be watched.
+///
+///     if (const auto error = reachability->startNotifier()) say(error->localizedDescription());
+struct TQ_API ReachabilityError {
+  struct FailedToCreateWithAddress {
+    platform::NetworkAddress address;
+    friend bool operator==(const FailedToCreateWithAddress&, const FailedToCreateWithAddress&) = default;
+  };
+  struct FailedToCreateWithHostname {
+    std::string hostname;
+    friend bool operator==(const FailedToCreateWithHostname&, const FailedToCreateWithHostname&) = default;
+  };
+  struct UnableToSetCallback {
+    friend bool operator==(const UnableToSetCallback&, const UnableToSetCallback&) = default;
+  };
+  struct UnableToSetDispatchQueue {
+    friend bool operator==(const UnableToSetDispatchQueue&, const UnableToSetDispatchQueue&) = default;
+  };
+
+  /// The library itself makes the last two only: where a target cannot be made there is no object.
+  std::variant<FailedToCreateWithAddress, FailedToCreateWithHostname, UnableToSetCallback,
+               UnableToSetDispatchQueue>
+      reason;
+
+  /// A sentence for people.
+  [[nodiscard]] std::string localizedDescription() const;
+
+  friend bool operator==(const ReachabilityError&, const ReachabilityError&) = default;
+};
+
+/// What a reachability asks of the world.
+struct TQReachabilityPorts {
+  std::shared_ptr<platform::SCNetworkReachabilityProvider> network =
+      platform::SCNetworkReachabilityProvider::shared();
+  std::shared_ptr<platform::DispatchQueue> mainQueue = platform::DispatchQueue::main();
+  bool isRunningOnDevice = true;  ///< False: whatever is reachable counts as WiFi.
+};
+
+/// Over which kind of link the network, or one host, can be reached, and when that changes.
+///
+///     auto reachability = TQReachability::make("media.example.com");
+///     if (!reachability) return;                                     // the system refuses to tell
+///     reachability->setWhenReachable([](TQReachability& now) { show(now.connection()); });
+///     reachability->setWhenUnreachable([](TQReachability&) { showOffline(); });
+///     if (const auto error = reachability->startNotifier()) say(error->localizedDescription());
+///
+/// The first report follows every first start, whether or not anything changes; from then on one follows each
+/// change of the flags, also one that leaves the connection as it was. A report is, on the main queue: the
+/// handler that fitted when the change was seen, then the notification `reachabilityChanged` with this
+/// object.
+///
+/// Reachable means that packets would leave, not that a server answers.
+///
+/// Callable from any thread. Questions read the system's flags anew each time, once for each condition, and
+/// keep nothing. No lock is held while a handler runs; it may call back in, and may release this object. The
+/// last owner may let go on any thread; reports that are already on their way keep the object until they have
+/// run. A handler that holds the object keeps it alive: take it from the argument instead.
+class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability> {
+ public:
+  enum class Connection { none, wifi, cellular };
+
+  /// A second vocabulary for the same three; no operation of the library speaks it.
+  enum class NetworkStatus { notReachable, reachableViaWiFi, reachableViaWWAN };
+
+  using Handler = std::function<void(TQReachability&)>;
+
+  /// Watches the network as a whole (the all-zero IPv4 address), or the named host. Null when the system
+  /// gives no reference.
+  [[nodiscard]] static std::shared_ptr<TQReachability> make(TQReachabilityPorts ports = {});
+  [[nodiscard]] static std::shared_ptr<TQReachability> make(std::string_view hostname,
+                                                            TQReachabilityPorts ports = {});
+
+  /// Watches the target behind `reachabilityRef`, which must not be null; `ports.network` is not asked.
+  [[nodiscard]] static std::shared_ptr<TQReachability> make(
+      platform::SCNetworkReachabilityRef reachabilityRef, bool usingHostname, TQReachabilityPorts ports = {});
+
+  virtual ~TQReachability();
+  TQReachability(const TQReachability&) = delete;
+  TQReachability& operator=(const TQReachability&) = delete;
+
+  /// What reports call: the first after a change that leaves a connection, the second after one that leaves
+  /// none. An empty one is absent. May be set while the notifier runs: each report uses an old or a new one.
+  [[nodiscard]] virtual Handler whenReachable() const;
+  virtual void setWhenReachable(Handler handler);
+  [[nodiscard]] virtual Handler whenUnreachable() const;
+  virtual void setWhenUnreachable(Handler handler);
+
+  /// Whether a cellular link counts as a connection, in `connection` alone; at first it does.
+  [[nodiscard]] virtual bool allowsCellularConnection() const { return allowsCellularConnection_; }
+  virtual void setAllowsCellularConnection(bool allowed) { allowsCellularConnection_ = allowed; }
+
+  /// Where changes are posted, at first the process's default center; null posts nowhere.
+  [[nodiscard]] virtual std::shared_ptr<platform::NSNotificationCenter> notificationCenter() const;
+  virtual void setNotificationCenter(std::shared_ptr<platform::NSNotificationCenter> center);
+
+  /// Over which kind of link the target can be reached now, with `allowsCellularConnection` in mind.
+  [[nodiscard]] virtual Connection connection() const;
+
+  /// The same as `connection`, and its text: "No Connection", "WiFi" or "Cellular".
+  [[nodiscard]] virtual Connection currentReachabilityStatus() const { return connection(); }
+  [[nodiscard]] virtual std::string currentReachabilityString() const;
+
+  /// Whether there is a way at all that needs no transient connection to be made first.
+  [[nodiscard]] bool isReachable() const;
+  /// Whether that way is, or is not, a cellular link.
+  [[nodiscard]] bool isReachableViaWWAN() const;
+  [[nodiscard]] bool isReachableViaWiFi() const;
+
+  /// Always true: a cellular link counts in `isReachable`.
+  [[nodiscard]] bool reachableOnWWAN() const { return true; }
+
+  /// The flags as ten characters for a log, such as "WR ct-----". From the left: W cellular (X off a device),
+  /// R reachable, a space, c connection required, t transient, i intervention required, C on traffic, D on
+  /// demand, l local address, d direct; "-" for each that is not set.
+  [[nodiscard]] std::string description() const;
+
+  /// Begins to report; does nothing when it has begun already. Absent on success.
+  [[nodiscard]] std::optional<ReachabilityError> startNotifier();
+
+  /// Ends reporting. What is already on its way to the main queue still arrives. The next start reports only
+  /// if the flags differ from those reported last.
+  void stopNotifier();
+
+ protected:
+  TQReachability(platform::SCNetworkReachabilityRef reachabilityRef, bool usingHostname,
+                 TQReachabilityPorts ports);
+
+ private:
+  using Flags = platform::SCNetworkReachabilityFlags;
+
+  static void callback(const platform::SCNetworkReachabilityRef& reachability, Flags flags, void* info);
+  [[nodiscard]] Flags flags() const { return reachabilityRef_->getFlags().value_or(0); }
+  [[nodiscard]] bool has(Flags flag) const { return (flags() & flag) != 0; }
+  void unregister();
+  void reachabilityChanged();
+  void report(const Handler& chosen);
+
+  const platform::SCNetworkReachabilityRef reachabilityRef_;
+  const bool usingHostname_;
+  const bool isRunningOnDevice_;
+  const std::shared_ptr<platform::DispatchQueue> mainQueue_;
+  const std::shared_ptr<platform::DispatchQueue> reachabilitySerialQueue_;
+
+  platform::Guarded<std::shared_ptr<const Handler>> whenReachable_;
+  platform::Guarded<std::shared_ptr<const Handler>> whenUnreachable_;
+  platform::Guarded<std::shared_ptr<platform::NSNotificationCenter>> notificationCenter_;
+  std::atomic<bool> allowsCellularConnection_ = true;
+
+  std::mutex registration_;
+  bool notifierRunning_ = false;
+
+  // The serial queue only.
+  std::optional<Flags> previousFlags_;
+};
+
+/// "No Connection", "WiFi" or "Cellular".
+[[nodiscard]] TQ_API std::string_view description(TQReachability::Connection connection);
+[[nodiscard]] TQ_API std::string_view description(TQReachability::NetworkStatus status);
+
+}  // namespace tq

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq::platform {
+
+class DispatchQueue;
+
+/// How a target can be reached: a set of the bits below.
+using SCNetworkReachabilityFlags = std::uint32_t;
+
+/// The way is a link that comes and goes, such as PPP.
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsTransientConnection = 1U << 0;
+/// There is a way to the target.
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsReachable = 1U << 1;
+/// A connection has to be made first ...
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsConnectionRequired = 1U << 2;
+/// ... which the first traffic makes,
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsConnectionOnTraffic = 1U << 3;
+/// ... for which the user has to do something,
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsInterventionRequired = 1U << 4;
+/// ... which a program that asks for it gets.
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsConnectionOnDemand = 1U << 5;
+/// The target is an address of this machine.
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsIsLocalAddress = 1U << 16;
+/// No gateway lies between.
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsIsDirect = 1U << 17;
+/// The way is a cellular link.
+inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsIsWWAN = 1U << 18;
+
+class SCNetworkReachability;
+
+/// A watched target, shared by whoever holds it; null is "no reference".
+using SCNetworkReachabilityRef = std::shared_ptr<SCNetworkReachability>;
+
+/// Hears that the flags of `target` have become `flags`; `info` is the context's.
+using SCNetworkReachabilityCallBack = void (*)(const SCNetworkReachabilityRef& target,
+                                               SCNetworkReachabilityFlags flags, void* info);
+
+/// What goes with a callback. A target keeps a copy, calls none of the three functions that are absent, and
+/// owns nothing that `info` points to.
+struct SCNetworkReachabilityContext {
+  std::int64_t version = 0;
+  void* info = nullptr;
+  const void* (*retain)(const void* info) = nullptr;
+  void (*release)(const void* info) = nullptr;
+  const char* (*copyDescription)(const void* info) = nullptr;
+};
+
+/// An internet address. The default is the all-zero IPv4 address.
+struct NetworkAddress {
+  enum class Family : std::uint8_t { ipv4, ipv6 };
+
+  Family family = Family::ipv4;
+  std::array<std::uint8_t, 16> bytes = {};  ///< In network order: the first 4 of them, or all 16.
+  std::uint32_t scope = 0;                  ///< Index of the interface of a link-local IPv6 address.
+
+  friend bool operator==(const NetworkAddress&, const NetworkAddress&) = default;
+};
+
+/// One target on the network: whether and how it could be reached now.
+///
+///     if (const auto target = SCNetworkReachabilityProvider::shared()->createWithName("example.com")) {
+///       const auto flags = target->getFlags().value_or(0);
+///       if (flags & kSCNetworkReachabilityFlagsReachable) ...
+///     }
+///
+/// "Reachable" says that the system knows a way on which a packet would leave; it does not say that anybody
+/// answers.
+///
+/// Callable from any thread. No lock is held while a callback runs; it may call back in, and may let go of
+/// the target.
+class TQ_API SCNetworkReachability {
+ public:
+  SCNetworkReachability() = default;
+  SCNetworkReachability(const SCNetworkReachability&) = delete;
+  SCNetworkReachability& operator=(const SCNetworkReachability&) = delete;
+  virtual ~SCNetworkReachability() = default;
+
+  /// The flags as they are now, or absent when the system cannot tell them, as for a name that is still being
+  /// resolved. Never waits for the network.
+  [[nodiscard]] virtual std::optional<SCNetworkReachabilityFlags> getFlags() = 0;
+
+  /// Sets what is called when the flags change, with a copy of `*context`; null and null take it away. False
+  /// when the system refuses. A call that has begun goes to its end, also after the callback was taken away.
+  [[nodiscard]] virtual bool setCallback(SCNetworkReachabilityCallBack callback,
+                                         const SCNetworkReachabilityContext* context) = 0;
+
+  /// Begins to call the callback on `queue`, a serial one, at each change of the flags from now on; null ends
+  /// it. False when the system refuses. The callback never runs inside this call.
+  [[nodiscard]] virtual bool setDispatchQueue(std::shared_ptr<DispatchQueue> queue) = 0;
+};
+
+/// Makes targets to watch.
+///
+/// Callable from any thread.
+class TQ_API SCNetworkReachabilityProvider {
+ public:
+  virtual ~SCNetworkReachabilityProvider() = default;
+
+  /// The way to `address`. The all-zero address stands for the network as a whole: whether there is a default
+  /// route, of IPv4 or IPv6. Null when the system refuses.
+  [[nodiscard]] virtual SCNetworkReachabilityRef createWithAddress(const NetworkAddress& address) = 0;
+
+  /// Whether `name`, in UTF-8, can be resolved, and the way to what it resolves to. Names are resolved in the
+  /// background, and again when the network changes. Null when `name` cannot be one or the system refuses.
+  [[nodiscard]] virtual SCNetworkReachabilityRef createWithName(std::string_view name) = 0;
+
+  /// The machine's own network. Made on first use, never destroyed.
+  [[nodiscard]] static const std::shared_ptr<SCNetworkReachabilityProvider>& shared();
+};
+
+}  // namespace tq::platform

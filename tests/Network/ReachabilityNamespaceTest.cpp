@@ -1,0 +1,256 @@
+// How changes are heard of: at once, in turn, once, and whatever else goes on. On links of this program's
+// own.
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <semaphore>
+#include <utility>
+#include <vector>
+
+#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Linux/NetlinkRouteMessage.h"
+#include "tests/Network/NetlinkFixture.h"
+#include "tests/contract/ReachabilityContract.h"
+
+namespace tq::tests {
+namespace {
+
+// A read right after a change is never behind it, and however fast they come the last one is told.
+TEST_F(ReachabilityNamespace, AThousandFlapsAreSeenAtOnceAndToldInTurn) {
+  const auto target = whole();
+  ReachabilityRecorder recorder;
+  recorder.watch(target, queue_);
+  std::atomic<bool> over = false;
+  std::thread reader([&] {
+    while (!over) EXPECT_TRUE(target->getFlags());
+  });
+  int late = 0;
+  for (int i = 0; i < 1'000; ++i) {
+    EXPECT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+    if (target->getFlags() != kReachable) ++late;
+    EXPECT_EQ(routes_.remove({}, 0), 0);
+    if (target->getFlags() != kNone) ++late;
+  }
+  over = true;
+  reader.join();
+  EXPECT_EQ(late, 0);
+  ReachabilityRecorder next;
+  next.watch(whole(), queue_);
+  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+  EXPECT_TRUE(next.waitForCount(1));  // what there was to tell before has been told
+  EXPECT_TRUE(recorder.waitUntil([](const auto& heard) { return heard.back() == kReachable; }));
+  const auto heard = recorder.heard();
+  EXPECT_LE(heard.size(), 2'001u);
+  for (std::size_t i = 0; i < heard.size(); ++i) EXPECT_EQ(heard[i], i % 2 == 0 ? kReachable : kNone) << i;
+}
+
+// Keeps a queue of brief tasks, and with it the thread that listens, from going on.
+struct HeldUp {
+  std::binary_semaphore entered{0}, goOn{0};
+  static void callback(const SCNetworkReachabilityRef& target, Flags, void* info) {
+    auto& self = *static_cast<HeldUp*>(info);
+    EXPECT_TRUE(target->setCallback(nullptr, nullptr));
+    self.entered.release();
+    self.goOn.acquire();
+  }
+};
+
+TEST_F(ReachabilityNamespace, AFloodThatOverrunsTheSocketLeadsToAFreshLook) {
+  HeldUp heldUp;
+  SCNetworkReachabilityContext context{.info = &heldUp};
+  const auto brief = DispatchQueue::serial(DispatchQueue::Tasks::brief);
+  const auto target = whole(), holder = whole();
+  ReachabilityRecorder recorder;
+  recorder.watch(target, queue_);
+  ASSERT_TRUE(holder->setCallback(&HeldUp::callback, &context) && holder->setDispatchQueue(brief));
+  const std::unique_ptr<mnl_socket, int (*)(mnl_socket*)> unread(mnl_socket_open(NETLINK_ROUTE),
+                                                                 &mnl_socket_close);
+  ASSERT_EQ(mnl_socket_bind(unread.get(), RTMGRP_IPV4_ROUTE, MNL_SOCKET_AUTOPID), 0);
+  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+  heldUp.entered.acquire();
+  for (std::uint8_t i = 0; i < 5'000 / 250; ++i)
+    for (std::uint8_t j = 0; j < 250; ++j) ASSERT_EQ(routes_.add({10, 7, i, j}, 32, {10, 9, 0, 2}), 0);
+  ASSERT_EQ(routes_.remove({}, 0), 0);
+  char byte = 0;
+  EXPECT_EQ(::recv(mnl_socket_get_fd(unread.get()), &byte, 1, MSG_DONTWAIT), -1);
+  EXPECT_EQ(errno, ENOBUFS);
+  EXPECT_EQ(target->getFlags(), kNone);
+  heldUp.goOn.release();
+  EXPECT_TRUE(recorder.waitForCount(2));
+  EXPECT_EQ(recorder.heard(), (std::vector<Flags>{kReachable, kNone}));
+  brief->sync([] {});
+}
+
+TEST_F(ReachabilityNamespace, ACallbackThatBlocksHoldsNobodyElseUp) {
+  HeldUp heldUp;
+  SCNetworkReachabilityContext context{.info = &heldUp};
+  const auto blocked = whole(), target = whole();
+  const auto blockedQueue = DispatchQueue::serial();
+  ASSERT_TRUE(blocked->setCallback(&HeldUp::callback, &context) && blocked->setDispatchQueue(blockedQueue));
+  ReachabilityRecorder recorder;
+  recorder.watch(target, queue_);
+  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+  heldUp.entered.acquire();
+  ASSERT_EQ(routes_.remove({}, 0), 0);
+  EXPECT_TRUE(recorder.waitForCount(2));
+  heldUp.goOn.release();
+  blockedQueue->sync([] {});
+}
+
+TEST_F(ReachabilityNamespace, TheMainThreadListensWhileItRunsItsQueueAndAnotherWhileItIsBusy) {
+  const auto& main = DispatchQueue::main();
+  const auto brief = DispatchQueue::serial(DispatchQueue::Tasks::brief);
+  const auto target = whole();
+  struct Told {
+    std::vector<std::pair<Flags, bool>> reports;  // and whether they came on the main thread
+    std::atomic<bool> mainRuns = true;
+  } told;
+  const SCNetworkReachabilityContext context{.info = &told};
+  const auto callback = [](const SCNetworkReachabilityRef&, Flags flags, void* info) {
+    auto& mine = *static_cast<Told*>(info);
+    mine.reports.emplace_back(flags, DispatchQueue::main()->isCurrent());
+    if (mine.mainRuns) DispatchQueue::main()->async([] { DispatchQueue::main()->stop(); });
+  };
+  ASSERT_TRUE(target->setCallback(callback, &context) && target->setDispatchQueue(brief));
+  for (int i = 0; i < 20; ++i) {
+    std::thread changer([&, i] {
+      std::this_thread::sleep_for(1ms);  // the main thread sleeps
+      EXPECT_EQ(i % 2 == 0 ? routes_.add({}, 0, {10, 9, 0, 2}) : routes_.remove({}, 0), 0);
+    });
+    main->run();
+    changer.join();
+  }
+  told.mainRuns = false;
+  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+  const auto& reports = told.reports;
+  ASSERT_TRUE(soon([&] {
+    std::size_t count = 0;
+    brief->sync([&] { count = reports.size(); });
+    return count == 21;
+  }));
+  for (std::size_t i = 0; i < reports.size(); ++i)
+    EXPECT_EQ(reports[i].first, i % 2 == 0 ? kReachable : kNone);
+  EXPECT_TRUE(std::any_of(reports.begin(), reports.end(), [](const auto& report) { return report.second; }));
+  EXPECT_FALSE(reports.back().second);
+  EXPECT_TRUE(target->setDispatchQueue(nullptr));
+}
+
+TEST_F(ReachabilityNamespace, WhatACallbackRefersToIsHeldWhileItMayBeCalled) {
+  static std::atomic<int> holders;
+  holders = 0;
+  const SCNetworkReachabilityContext context{.retain =
+                                                 [](const void* info) {
+                                                   ++holders;
+                                                   return info;
+                                                 },
+                                             .release = [](const void*) { --holders; }};
+  auto target = whole();
+  const auto callback = [](const SCNetworkReachabilityRef& caller, Flags, void*) {
+    EXPECT_TRUE(caller->setCallback(nullptr, nullptr));
+    EXPECT_EQ(holders, 1);
+  };
+  ASSERT_TRUE(target->setCallback(callback, &context));
+  ASSERT_TRUE(target->setCallback(callback, &context));
+  EXPECT_EQ(holders, 1);
+  ASSERT_TRUE(target->setDispatchQueue(queue_));
+  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+  EXPECT_TRUE(soon([] { return holders == 0; }));
+  ASSERT_TRUE(target->setCallback(callback, &context));
+  target.reset();
+  queue_->sync([] {});
+  EXPECT_TRUE(soon([] { return holders == 0; }));
+}
+
+TEST(Reachability, WithoutASocketThereIsNoTarget) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizers of this build take descriptors of their own to look at memory";
+#endif
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a fresh process, which has not asked for a target yet
+  const auto refused = [] {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    const auto& provider = SCNetworkReachabilityProvider::shared();
+    const bool right = !provider->createWithAddress({}) && !provider->createWithName("localhost");
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    return right && provider->createWithAddress({});
+  };
+  EXPECT_EXIT(::_exit(refused() ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
+// An answer that names one next hop, and one that names two, as the kernel writes them.
+TEST(NetlinkRouteMessage, NoAnswerIsReadBeyondItsEnd) {
+  constexpr NetlinkQuestion kQuestion{.sequence = 7, .port = 9};
+  alignas(nlmsghdr) std::array<char, 256> bytes{};
+  nlmsghdr* const header = mnl_nlmsg_put_header(bytes.data());
+  header->nlmsg_type = RTM_NEWROUTE;
+  header->nlmsg_seq = kQuestion.sequence;
+  header->nlmsg_pid = kQuestion.port;
+  static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(header, sizeof(rtmsg)))->rtm_type = RTN_UNICAST;
+  nlattr* const list = mnl_attr_nest_start(header, RTA_MULTIPATH);
+  for (int i = 1; i <= 2; ++i) {
+    auto* const hop = static_cast<rtnexthop*>(mnl_nlmsg_get_payload_tail(header));
+    *hop = {.rtnh_len = sizeof(rtnexthop) + 8, .rtnh_flags = 0, .rtnh_hops = 0, .rtnh_ifindex = i};
+    header->nlmsg_len += static_cast<std::uint32_t>(sizeof(rtnexthop));
+    mnl_attr_put_u32(header, RTA_GATEWAY, 1);
+  }
+  mnl_attr_nest_end(header, list);
+  const auto read = [&](std::size_t length) {
+    const std::vector<std::byte> exact(reinterpret_cast<std::byte*>(bytes.data()),
+                                       reinterpret_cast<std::byte*>(bytes.data()) + length);
+    return readRouteAnswer(exact, kQuestion);
+  };
+  const std::size_t whole = header->nlmsg_len;
+  ASSERT_TRUE(read(whole));
+  ASSERT_EQ(read(whole)->nextHops.size(), 2u);
+  EXPECT_EQ(read(whole)->nextHops[1].interface, 2u);
+  EXPECT_TRUE(read(whole)->nextHops[1].hasGateway);
+  for (std::size_t length = 0; length < whole; ++length) EXPECT_FALSE(read(length)) << length;
+  for (std::size_t i = sizeof(nlmsghdr); i < whole; ++i) {
+    for (const char value : {'\0', '\1', '\x7f', '\xff'}) {
+      const char before = std::exchange(bytes[i], value);
+      const auto route = read(whole);
+      EXPECT_TRUE(!route || route->nextHops.size() <= 16);
+      bytes[i] = before;
+    }
+  }
+  for (const std::size_t claimed : {whole - 2, std::size_t{0x8000'0000} + whole}) {
+    header->nlmsg_len = static_cast<std::uint32_t>(claimed);
+    EXPECT_FALSE(read(std::min(whole, claimed))) << claimed;
+  }
+  header->nlmsg_len = static_cast<std::uint32_t>(whole);
+  header->nlmsg_seq = 8;
+  EXPECT_FALSE(read(whole));  // the answer to another question
+}
+
+struct NetlinkWorld final : ReachabilityWorld {
+  NetlinkWorld() {
+    if (whyNot().empty()) cable.emplace();
+  }
+  std::string whyNot() override { return networkRefusal; }
+  std::shared_ptr<SCNetworkReachabilityProvider> provider() override {
+    return SCNetworkReachabilityProvider::shared();
+  }
+  void makeReachable() override { routes.add({}, 0, {10, 9, 0, 2}); }
+  void makeUnreachable() override { routes.remove({}, 0); }
+
+  KernelRoutes routes;
+  std::optional<Cable> cable;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Netlink, ReachabilityContract, NetlinkWorld);
+
+}  // namespace
+}  // namespace tq::tests
+
+int main(int count, char** arguments) {
+  testing::InitGoogleTest(&count, arguments);
+  tq::tests::networkRefusal = tq::tests::enterOwnNetwork();
+  return RUN_ALL_TESTS();
+}

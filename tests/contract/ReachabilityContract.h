@@ -1,0 +1,193 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
+
+namespace tq::tests {
+
+/// Notes what a target tells, and lets a test wait for it. At its end nothing is told any more.
+class ReachabilityRecorder {
+ public:
+  using Flags = platform::SCNetworkReachabilityFlags;
+
+  ReachabilityRecorder() = default;
+  ReachabilityRecorder(const ReachabilityRecorder&) = delete;
+  ReachabilityRecorder& operator=(const ReachabilityRecorder&) = delete;
+  ~ReachabilityRecorder() {
+    if (!target_) return;
+    EXPECT_TRUE(target_->setCallback(nullptr, nullptr));
+    queue_->sync([] {});
+  }
+
+  /// Has `target` tell this recorder on `queue`.
+  void watch(const platform::SCNetworkReachabilityRef& target,
+             const std::shared_ptr<platform::DispatchQueue>& queue) {
+    target_ = target;
+    queue_ = queue;
+    const platform::SCNetworkReachabilityContext context{.info = this};
+    ASSERT_TRUE(target->setCallback(&ReachabilityRecorder::hear, &context));
+    ASSERT_TRUE(target->setDispatchQueue(queue));
+  }
+
+  template <class Satisfied>
+  bool waitUntil(Satisfied satisfied) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return satisfied(heard_); });
+  }
+  bool waitForCount(std::size_t count) {
+    return waitUntil([count](const auto& heard) { return heard.size() >= count; });
+  }
+  std::vector<Flags> heard() const {
+    const std::scoped_lock lock(mutex_);
+    return heard_;
+  }
+
+ private:
+  static void hear(const platform::SCNetworkReachabilityRef& target, Flags flags, void* info) {
+    auto& self = *static_cast<ReachabilityRecorder*>(info);
+    EXPECT_NE(target, nullptr);
+    EXPECT_TRUE(self.queue_->isCurrent());
+    const std::scoped_lock lock(self.mutex_);
+    self.heard_.push_back(flags);
+    self.changed_.notify_all();
+  }
+
+  platform::SCNetworkReachabilityRef target_;
+  std::shared_ptr<platform::DispatchQueue> queue_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Flags> heard_;
+};
+
+/// A network on which the contract is tried, unreachable at first. Each operation may be repeated.
+struct ReachabilityWorld {
+  virtual ~ReachabilityWorld() = default;
+  /// Why this world cannot be had here, or nothing.
+  virtual std::string whyNot() { return {}; }
+  virtual std::shared_ptr<platform::SCNetworkReachabilityProvider> provider() = 0;
+  virtual void makeReachable() = 0;
+  virtual void makeUnreachable() = 0;
+};
+
+/// What every `SCNetworkReachabilityProvider` promises. Instantiated with `ReachabilityWorld`s as types.
+template <class World>
+class ReachabilityContract : public testing::Test {
+ protected:
+  static constexpr auto kReachable = platform::kSCNetworkReachabilityFlagsReachable;
+
+  void SetUp() override {
+    if (const auto reason = world_.whyNot(); !reason.empty()) GTEST_SKIP() << reason;
+  }
+
+  platform::SCNetworkReachabilityRef make() { return world_.provider()->createWithAddress({}); }
+
+  // Once another target has heard of the next change, this one would have as well.
+  void expectSilenceAtTheNextChange(const ReachabilityRecorder& silent) {
+    const auto before = silent.heard().size();
+    world_.makeUnreachable();
+    ReachabilityRecorder other;
+    const auto target = make();
+    other.watch(target, queue_);
+    world_.makeReachable();
+    EXPECT_TRUE(other.waitForCount(1));
+    queue_->sync([] {});
+    EXPECT_EQ(silent.heard().size(), before);
+  }
+
+  World world_;
+  std::shared_ptr<platform::DispatchQueue> queue_ = platform::DispatchQueue::serial();
+  ReachabilityRecorder recorder_;
+};
+
+TYPED_TEST_SUITE_P(ReachabilityContract);
+
+TYPED_TEST_P(ReachabilityContract, FlagsAreThoseOfTheMoment) {
+  const auto target = this->make();
+  ASSERT_TRUE(target);
+  for (int i = 0; i < 3; ++i) {
+    this->world_.makeReachable();
+    EXPECT_TRUE(target->getFlags().value_or(0) & this->kReachable);
+    this->world_.makeUnreachable();
+    EXPECT_EQ(target->getFlags().value_or(0), 0u);
+  }
+}
+
+TYPED_TEST_P(ReachabilityContract, EachChangeFromTheQueueOnIsToldOnceAndInOrder) {
+  const auto target = this->make();
+  this->world_.makeReachable();
+  this->world_.makeUnreachable();
+  this->recorder_.watch(target, this->queue_);
+  std::vector<platform::SCNetworkReachabilityFlags> expected;
+  for (int i = 0; i < 3; ++i) {
+    this->world_.makeReachable();
+    this->world_.makeReachable();
+    expected.push_back(target->getFlags().value_or(0));
+    ASSERT_TRUE(this->recorder_.waitForCount(expected.size()));
+    this->world_.makeUnreachable();
+    expected.push_back(0);
+    ASSERT_TRUE(this->recorder_.waitForCount(expected.size()));
+  }
+  this->queue_->sync([] {});
+  EXPECT_EQ(this->recorder_.heard(), expected);
+}
+
+TYPED_TEST_P(ReachabilityContract, NothingIsToldWithoutACallbackOrAQueue) {
+  const auto withoutCallback = this->make(), withoutQueue = this->make();
+  ReachabilityRecorder second;
+  this->recorder_.watch(withoutCallback, this->queue_);
+  second.watch(withoutQueue, this->queue_);
+  EXPECT_TRUE(withoutCallback->setCallback(nullptr, nullptr));
+  EXPECT_TRUE(withoutQueue->setDispatchQueue(nullptr));
+  this->expectSilenceAtTheNextChange(this->recorder_);
+  this->expectSilenceAtTheNextChange(second);
+}
+
+TYPED_TEST_P(ReachabilityContract, ACallbackMayEndItAllAndLetGoOfTheTarget) {
+  struct Held {
+    platform::SCNetworkReachabilityRef target;
+    std::promise<void> done{};
+  } held{.target = this->make()};
+  platform::SCNetworkReachabilityContext context{.info = &held};
+  const auto callback = [](const platform::SCNetworkReachabilityRef& target, auto, void* info) {
+    auto& mine = *static_cast<Held*>(info);
+    mine.target.reset();
+    EXPECT_TRUE(target->getFlags());
+    EXPECT_TRUE(target->setDispatchQueue(nullptr));
+    EXPECT_TRUE(target->setCallback(nullptr, nullptr));
+    mine.done.set_value();
+  };
+  const std::weak_ptr<platform::SCNetworkReachability> weak = held.target;
+  ASSERT_TRUE(held.target->setCallback(callback, &context));
+  context.info = nullptr;  // it keeps a copy
+  ASSERT_TRUE(held.target->setDispatchQueue(this->queue_));
+  auto done = held.done.get_future();
+  this->world_.makeReachable();
+  ASSERT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  this->queue_->sync([] {});
+  for (int i = 0; i < 20'000 && !weak.expired(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_TRUE(weak.expired());
+}
+
+TYPED_TEST_P(ReachabilityContract, WhatIsNoNameHasNoTarget) {
+  EXPECT_FALSE(this->world_.provider()->createWithName(""));
+  EXPECT_TRUE(this->world_.provider()->createWithName("localhost"));
+}
+
+REGISTER_TYPED_TEST_SUITE_P(ReachabilityContract, FlagsAreThoseOfTheMoment,
+                            EachChangeFromTheQueueOnIsToldOnceAndInOrder,
+                            NothingIsToldWithoutACallbackOrAQueue, ACallbackMayEndItAllAndLetGoOfTheTarget,
+                            WhatIsNoNameHasNoTarget);
+
+}  // namespace tq::tests

@@ -25,7 +25,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/TQFoundationConfig.cmake
 # A static library's users link what it needs themselves, a shared one's do not.
 if(tq_type STREQUAL "STATIC_LIBRARY")
   list(JOIN TQ_ADAPTER_PKGCONFIG ", " TQ_PC_REQUIRES)
-  string(APPEND TQ_PC_REQUIRES ", icu-uc")
+  string(APPEND TQ_PC_REQUIRES ", icu-i18n, icu-uc")
   set(TQ_PC_LIBRARIES "-lboost_url -pthread")
   set(TQ_PC_PHOTO_REQUIRES ", libavformat, libavcodec, libavutil")
 endif()

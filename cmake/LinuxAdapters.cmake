@@ -6,6 +6,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Default/CurlEngine.cpp
   Platform/Default/CurlTransfer.cpp
   Platform/Default/CurlURLSession.cpp
+  Platform/Default/SystemClock.cpp
   Platform/Linux/Epoll.cpp
   Platform/Linux/NameResolver.cpp
   Platform/Linux/NetlinkLinks.cpp

@@ -8,12 +8,12 @@
 
 namespace tq {
 
-/// Keys of the dictionaries that the application's parts hand each other: what an action works on, the
-/// details of a share or a save, what the rating pop-up counts.
+/// Operations on texts, and keys of the dictionaries that the application's parts hand each other: what an
+/// action works on, the details of a share or a save, what the rating pop-up counts.
 ///
 ///     details[std::string(String::videoURL)] = url.absoluteString();
 ///
-/// The text is what counts; the last four differ from their constant's name. The library itself reads and
+/// A key's text is what counts; the last four differ from their constant's name. The library itself reads and
 /// writes none of them.
 class String {
  public:
@@ -33,6 +33,11 @@ class String {
   static constexpr std::string_view ratingPopupDisplayListKey = "RatingPopupDisplayListKey";
   static constexpr std::string_view videoSaveCount = "Total Video Save Count";
   static constexpr std::string_view isRatingAttemptedInPopup = "IsRatingAttemptedInPopup";
+
+  /// The text of a duration in seconds, as `timeFormattedString(time)`.
+  ///
+  ///     String::timeLabelFor(player.duration());    // "01:05"
+  [[nodiscard]] TQ_API static std::string timeLabelFor(float time);
 };
 
 /// The text for people that stands under `key` in the strings table of `bundle`, in the language that suits

@@ -12,6 +12,7 @@ extern "C" {
 #include <utility>
 #include <vector>
 
+#include "tools/tq/DatesCommand.h"
 #include "tools/tq/DemoCommand.h"
 #include "tools/tq/DownloadCommand.h"
 #include "tools/tq/LoadCommand.h"
@@ -113,6 +114,38 @@ void addNet(CLI::App& app, Commands& commands) {
       {command, [request](const Interrupts& interrupts) { return net(*request, interrupts); }});
 }
 
+void addDates(CLI::App& app, Commands& commands) {
+  const auto date = std::make_shared<std::string>();
+  auto* const command = app.add_subcommand("dates", "Show a day's boundaries, neighbours and month");
+  command
+      ->add_option("DATE", *date,
+                   "The moment, on the clocks of your time zone: 2024-03-05,\n"
+                   "2024-03-05T09:30 or 2024-03-05T09:30:15. Without: now")
+      ->type_name("");
+  command->footer(
+      "Calendar, zone and the language of the rows are those that TZ (else\n"
+      "/etc/localtime) and LC_ALL, LC_TIME or LANG ask for; a locale such as\n"
+      "en_US.UTF-8@calendar=hebrew asks for a calendar. The headings are in the\n"
+      "language of the program, which is English.");
+  commands.push_back({command, [date](const Interrupts&) { return dates(*date); }});
+}
+
+void addDuration(CLI::App& app, Commands& commands) {
+  const auto seconds = std::make_shared<std::vector<std::string>>();
+  auto* const command = app.add_subcommand("duration", "Show durations as clocks do");
+  command->add_option("SECONDS", *seconds, "Numbers of seconds, with fractions if you like")->type_name("");
+  command->prefix_command();  // from the first negative one on, they look like options
+  command->footer(
+      "Prints minutes and seconds, beyond an hour (from 3601 on) with hours before them.\n"
+      "A fraction is cut off.");
+  commands.push_back({command, [seconds, command](const Interrupts&) {
+                        auto all = *seconds;
+                        for (auto& negative : command->remaining())
+                          if (negative != "--") all.push_back(std::move(negative));
+                        return all.empty() ? usageFailure("name a number of seconds") : duration(all);
+                      }});
+}
+
 // "load, download or net".
 std::string namesOf(const Commands& commands) {
   std::string names;
@@ -132,7 +165,7 @@ int run(int argc, char** argv) {
       "tq COMMAND --help tells more of a command.\n"
       "Exit status: 0 success, 1 failure, 2 wrong usage, 130 cancelled.");
   Commands commands;
-  for (const auto add : {&addLoad, &addDownload, &addDemo, &addNet})
+  for (const auto add : {&addLoad, &addDownload, &addDemo, &addNet, &addDates, &addDuration})
     add(app, commands);
   try {
     app.parse(argc, argv);

@@ -4,12 +4,12 @@
 #include <unicode/locid.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <utility>
 #include <variant>
 
+#include "TQFoundation/Platform/Core/Environment.h"
 #include "TQFoundation/Platform/Core/StringsTable.h"
 #include "TQFoundation/Platform/Ports/Log.h"
 
@@ -20,6 +20,9 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFolderEnding = ".lproj";
 constexpr const char* kTableName = "Localizable.strings";
+constexpr const char* kInfoName = "Info.strings";
+constexpr std::string_view kIdentifierKey = "CFBundleIdentifier";
+constexpr std::size_t kLongestIdentifier = 100;
 constexpr std::size_t kLargestTable = std::size_t{16} << 20;
 constexpr const char* kLastResort = "en";
 
@@ -27,11 +30,6 @@ constexpr const char* kLastResort = "en";
 void appendLanguage(std::vector<std::string>& languages, std::string_view name) {
   name = name.substr(0, name.find_first_of(".@"));
   if (!name.empty() && name != "C" && name != "POSIX") languages.emplace_back(name);
-}
-
-std::string_view environment(const char* variable) {
-  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): as the header says
-  return value == nullptr ? "" : value;
 }
 
 // To the matcher all names of nothing are the same, and so a match.
@@ -67,17 +65,30 @@ std::optional<std::size_t> bestMatch(const icu::LocaleMatcher& matcher,
   return static_cast<std::size_t>(result.getSupportedIndex());
 }
 
-std::optional<std::string> bestLanguage(const std::vector<std::string>& offered,
-                                        const std::vector<std::string>& wanted) {
+std::optional<icu::LocaleMatcher> matcherOf(const std::vector<std::string>& offered) {
   if (offered.empty()) return std::nullopt;
   icu::LocaleMatcher::Builder builder;
   for (const std::string& language : offered) builder.addSupportedLocale(icu::Locale(language.c_str()));
   UErrorCode status = U_ZERO_ERROR;
-  const icu::LocaleMatcher matcher = builder.setNoDefaultLocale().build(status);
-  if (U_FAILURE(status)) return std::nullopt;
-  auto best = bestMatch(matcher, wanted);
-  if (!best) best = bestMatch(matcher, {kLastResort});
-  return best ? std::optional(offered[*best]) : std::nullopt;
+  icu::LocaleMatcher matcher = builder.setNoDefaultLocale().build(status);
+  return U_SUCCESS(status) ? std::optional(std::move(matcher)) : std::nullopt;
+}
+
+// The best of those offered, then what suits each of the wanted languages by itself.
+std::vector<std::string> bestLanguages(const std::vector<std::string>& offered,
+                                       const std::vector<std::string>& wanted) {
+  const auto matcher = matcherOf(offered);
+  if (!matcher) return {};
+  std::vector<std::string> result;
+  const auto add = [&](const std::vector<std::string>& languages) {
+    const auto best = bestMatch(*matcher, languages);
+    if (best && std::find(result.begin(), result.end(), offered[*best]) == result.end())
+      result.push_back(offered[*best]);
+  };
+  add(wanted);
+  if (result.empty()) add({kLastResort});
+  for (const std::string& language : wanted) add({language});
+  return result;
 }
 
 // The whole file, or absent when it cannot be read or is larger than any honest table.
@@ -107,39 +118,72 @@ StringsTable tableAt(const fs::path& path) {
   return std::get<StringsTable>(std::move(parsed));
 }
 
+bool isHarmlessName(std::string_view name) {
+  constexpr std::string_view kAllowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
+  return !name.empty() && name.size() <= kLongestIdentifier && name[0] != '.' &&
+         name.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
+std::string identifierIn(const StringsTable& info) {
+  const auto found = info.find(kIdentifierKey);
+  return found != info.end() && isHarmlessName(found->second) ? found->second : "";
+}
+
+// Without a program's file there is no folder beside it, least of all the present one.
+fs::path mainFolder() {
+  std::error_code error;
+  const fs::path program = fs::read_symlink("/proc/self/exe", error);
+  return error ? fs::path() : program.parent_path() / "Resources";
+}
+
 }  // namespace
 
-Bundle::Bundle(const fs::path& folder, const std::vector<std::string>& languages) {
-  const auto language = bestLanguage(languagesIn(folder), languages);
+Bundle::Bundle(const fs::path& folder, const std::vector<std::string>& languages)
+    : localizations_(languagesIn(folder)) {
+  const auto best = bestLanguages(localizations_, languages);
   StringsTable table;
-  if (language) table = tableAt(folder / (*language + std::string(kFolderEnding)) / kTableName);
+  if (!best.empty()) table = tableAt(folder / (best.front() + std::string(kFolderEnding)) / kTableName);
   strings_ = std::make_shared<const StringsTable>(std::move(table));
+  std::error_code ignored;
+  if (fs::exists(folder / kInfoName, ignored)) identifier_ = identifierIn(tableAt(folder / kInfoName));
 }
 
 const Bundle& Bundle::main() {
-  static const auto* const bundle = [] {
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    // Without a program's file there is no folder beside it, least of all the present one.
-    return new Bundle(error ? fs::path() : program.parent_path() / "Resources");
-  }();
+  static const auto* const bundle = new Bundle(mainFolder());
   return *bundle;
+}
+
+// Folders are asked for by log sinks as well: what is logged here would come back here.
+const std::string& Bundle::mainIdentifier() {
+  static const auto* const identifier = [] {
+    const auto bytes = contents(mainFolder() / kInfoName);
+    const auto parsed = parseStringsTable(bytes.value_or(""));
+    const auto* const info = std::get_if<StringsTable>(&parsed);
+    return new std::string(info != nullptr ? identifierIn(*info) : "");
+  }();
+  return *identifier;
 }
 
 std::vector<std::string> Bundle::preferredLanguages() {
   std::vector<std::string> languages;
-  for (std::string_view list = environment("LANGUAGE"); !list.empty();) {
+  for (std::string_view list = environmentVariable("LANGUAGE").value_or(""); !list.empty();) {
     const std::size_t end = list.find(':');
     appendLanguage(languages, list.substr(0, end));
     list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
   }
   for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const std::string_view name = environment(variable);
+    const std::string_view name = environmentVariable(variable).value_or("");
     if (name.empty()) continue;
     appendLanguage(languages, name);
     break;
   }
   return languages;
+}
+
+std::vector<std::string> Bundle::preferredLocalizations(const std::vector<std::string>& languages) const {
+  auto best = bestLanguages(localizations_, languages);
+  if (best.empty()) best.emplace_back(kLastResort);
+  return best;
 }
 
 std::string Bundle::localizedString(std::string_view key) const {

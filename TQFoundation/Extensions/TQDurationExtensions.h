@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "TQFoundation/Platform/Core/DateComponentsFormatter.h"
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq {
+
+/// Writes durations; a value of this type is a `platform::DateComponentsFormatter` and nothing more.
+class TQ_API DateComponentsFormatter : public platform::DateComponentsFormatter {
+ public:
+  /// The formatter of a time of about `seconds` that remains: all fields in two digits, minutes and seconds
+  /// up to an hour, beyond it (from 3601) hours as well.
+  ///
+  ///     const auto formatter = DateComponentsFormatter::timeRemainingFormatterWith(3600);
+  ///     formatter.string(3600);                     // "60:00"
+  ///
+  /// Callable from any thread.
+  [[nodiscard]] static DateComponentsFormatter timeRemainingFormatterWith(std::int64_t seconds);
+};
+
+/// A duration in seconds as clocks show it, in minutes and seconds up to an hour and beyond it with hours:
+///
+///     timeFormattedString(65.9);                    // "01:05"
+///     timeFormattedString(3600.5);                  // "60:00"
+///     timeFormattedString(3601.0);                  // "01:00:01"
+///     timeFormattedString(-65.0);                   // "-01:05"
+///
+/// A fraction is cut off. A negative duration has no hours however long it is. "--:--" for what is not a
+/// number, infinite or beyond the whole numbers of 64 bits.
+///
+/// Callable from any thread, as long as none changes the environment meanwhile: that says what stands between
+/// the fields, and which digits are written (see `platform::DateComponentsFormatter`).
+[[nodiscard]] TQ_API std::string timeFormattedString(double seconds);
+[[nodiscard]] TQ_API std::string timeFormattedString(float seconds);
+
+}  // namespace tq

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace tq::platform {
+
+/// The first 64 KiB of a file that tells how a system is set up, or absent when it cannot be read. Never
+/// waits for somebody to write into it.
+///
+/// Callable from any thread.
+[[nodiscard]] std::optional<std::string> readSettingsFile(const std::string& path);
+
+}  // namespace tq::platform

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+
+#include "TQFoundation/Platform/Support/Date.h"
+#include "TQFoundation/Platform/Support/Export.h"
+
+namespace tq::platform {
+
+/// Tells the present moment.
+///
+///     const Date now = Clock::shared()->now();
+///
+/// It is the wall clock: somebody may set it, so two readings do not tell how much time has passed.
+///
+/// Callable from any thread.
+class TQ_API Clock {
+ public:
+  virtual ~Clock() = default;
+
+  [[nodiscard]] virtual Date now() const = 0;
+
+  /// The system's own. Made on first use, never destroyed.
+  [[nodiscard]] static const std::shared_ptr<const Clock>& shared();
+};
+
+}  // namespace tq::platform

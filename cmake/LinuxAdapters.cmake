@@ -7,6 +7,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Default/CurlTransfer.cpp
   Platform/Default/CurlURLSession.cpp
   Platform/Default/SystemClock.cpp
+  Platform/Linux/LinuxDeviceInfo.cpp
   Platform/Linux/Epoll.cpp
   Platform/Linux/NameResolver.cpp
   Platform/Linux/NetlinkLinks.cpp

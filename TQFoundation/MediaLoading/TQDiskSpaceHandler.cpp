@@ -1,29 +1,19 @@
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 
-#include <filesystem>
 #include <utility>
 
 #include "TQFoundation/Platform/Core/Directories.h"
+#include "TQFoundation/Platform/Core/FreeSpace.h"
 
 namespace tq {
 namespace {
 
 constexpr std::chrono::seconds kCheckInterval{10};
 
-bool isMissing(const std::filesystem::path& folder) {
-  std::error_code error;
-  return std::filesystem::status(folder, error).type() == std::filesystem::file_type::not_found;
-}
-
 }  // namespace
 
 std::uint64_t getTotalDiskSpaceInBytes(const platform::VolumeInfo& volumes) {
-  auto folder = platform::userFolder(platform::UserFolder::documents);
-  for (;;) {
-    if (const auto free = volumes.freeBytes(folder)) return *free;
-    if (!folder.has_relative_path() || !isMissing(folder)) return 0;
-    folder = folder.parent_path();
-  }
+  return platform::freeBytesAtNearestFolder(platform::userFolder(platform::UserFolder::documents), volumes);
 }
 
 std::shared_ptr<TQDiskSpaceHandler> TQDiskSpaceHandler::make(TQDiskSpaceHandlerPorts ports) {

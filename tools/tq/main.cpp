@@ -14,7 +14,9 @@ extern "C" {
 
 #include "tools/tq/DatesCommand.h"
 #include "tools/tq/DemoCommand.h"
+#include "tools/tq/DeviceCommand.h"
 #include "tools/tq/DownloadCommand.h"
+#include "tools/tq/FoldersCommand.h"
 #include "tools/tq/LoadCommand.h"
 #include "tools/tq/NetCommand.h"
 #include "tools/tq/Outcome.h"
@@ -114,6 +116,38 @@ void addNet(CLI::App& app, Commands& commands) {
       {command, [request](const Interrupts& interrupts) { return net(*request, interrupts); }});
 }
 
+void addDevice(CLI::App& app, Commands& commands) {
+  auto* const command = app.add_subcommand("device", "Show what the library knows of this device");
+  command->footer(
+      "Prints the model, the hardware's identifier, the version of the system, the language\n"
+      "and the free space of the home folder. A PC counts as a simulator;\n"
+      "SIMULATOR_MODEL_IDENTIFIER in the environment, such as iPhone10,3, names the device\n"
+      "it stands for.");
+  commands.push_back({command, &device});
+}
+
+void addFolders(CLI::App& app, Commands& commands) {
+  auto* const command =
+      app.add_subcommand("folders", "Show the library's working folders and what they hold");
+  command->footer(
+      "Prints a row for each place: what it is for, how many files it holds and how\n"
+      "large they are, and where it lies; \"cannot be had\" where something is in the way.\n"
+      "Folders that are missing are created.");
+  commands.push_back({command, [](const Interrupts&) { return folders(); }});
+}
+
+void addClean(CLI::App& app, Commands& commands) {
+  const auto request = std::make_shared<CleanRequest>();
+  auto* const command = app.add_subcommand("clean", "Remove the media in the library's working folders");
+  command->add_flag("--yes", request->isConfirmed, "Do not ask. Needed where there is no terminal to ask on");
+  command->add_flag("--image", request->image, "Remove the background image of in-app messages, too");
+  command->footer(
+      "Removes the folders of cloud media and of media being edited with all that is in\n"
+      "them; links are removed, and what they lead to stays. Prints what is gone.");
+  commands.push_back(
+      {command, [request](const Interrupts& interrupts) { return clean(*request, interrupts); }});
+}
+
 void addDates(CLI::App& app, Commands& commands) {
   const auto date = std::make_shared<std::string>();
   auto* const command = app.add_subcommand("dates", "Show a day's boundaries, neighbours and month");
@@ -165,7 +199,8 @@ int run(int argc, char** argv) {
       "tq COMMAND --help tells more of a command.\n"
       "Exit status: 0 success, 1 failure, 2 wrong usage, 130 cancelled.");
   Commands commands;
-  for (const auto add : {&addLoad, &addDownload, &addDemo, &addNet, &addDates, &addDuration})
+  for (const auto add : {&addLoad, &addDownload, &addDemo, &addNet, &addDates, &addDuration, &addDevice,
+                         &addFolders, &addClean})
     add(app, commands);
   try {
     app.parse(argc, argv);

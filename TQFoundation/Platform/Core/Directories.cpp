@@ -1,17 +1,20 @@
 #include "TQFoundation/Platform/Core/Directories.h"
 
-#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <string_view>
 #include <vector>
+
+#include "TQFoundation/Platform/Core/Bundle.h"
+#include "TQFoundation/Platform/Core/Environment.h"
+#include "TQFoundation/Platform/Core/SettingsFile.h"
+#include "TQFoundation/Platform/Core/StandardFolder.h"
 
 namespace tq::platform {
 namespace {
@@ -19,16 +22,32 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path absoluteFolderFromEnvironment(const char* variable) {
-  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): as the header says
-  if (value == nullptr || value[0] != '/') return {};
-  return value;
+  const auto value = environmentVariable(variable).value_or("");
+  return value.starts_with('/') ? value : "";
 }
+
+constexpr const char* kTemporaryBase = "/var/tmp";
 
 fs::path temporaryBase() {
   fs::path named = absoluteFolderFromEnvironment("TMPDIR");
   std::error_code error;
   if (!named.empty() && fs::is_directory(named, error)) return named;
-  return "/var/tmp";
+  return kTemporaryBase;
+}
+
+std::string temporaryName() {
+  return applicationName() + '-' + std::to_string(::geteuid());
+}
+
+// What `variable` names, else `usual` in the home folder; beneath it, the program's own.
+fs::path ownFolder(const char* variable, const char* usual) {
+  fs::path base = absoluteFolderFromEnvironment(variable);
+  if (base.empty()) {
+    const fs::path home = NSHomeDirectory();
+    if (home.empty()) return {};
+    base = home / usual;
+  }
+  return base / applicationName();
 }
 
 // A real folder, not a link to one; this user's; open to nobody else.
@@ -70,21 +89,11 @@ fs::path folderFromLine(std::string_view line, std::string_view key, const fs::p
   return value.starts_with('/') ? fs::path(value) : fs::path();
 }
 
-// The first bytes of a file that people write by hand; empty when it cannot be read.
-std::string readSettings(const std::string& path) {
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) return {};
-  std::string text(std::size_t{64} * 1024, '\0');
-  const ssize_t got = ::read(file, text.data(), text.size());
-  ::close(file);
-  text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-  return text;
-}
-
 fs::path configuredFolder(std::string_view key, const fs::path& home) {
   const fs::path config = absoluteFolderFromEnvironment("XDG_CONFIG_HOME");
-  const std::string settings =
-      readSettings((config.empty() ? home.native() + "/.config" : config.native()) + "/user-dirs.dirs");
+  const auto text =
+      readSettingsFile((config.empty() ? home.native() + "/.config" : config.native()) + "/user-dirs.dirs");
+  const std::string_view settings = text ? std::string_view(*text) : std::string_view();
   for (std::string_view left = settings; !left.empty();) {
     const std::string_view line = left.substr(0, left.find('\n'));
     if (fs::path folder = folderFromLine(line, key, home); !folder.empty()) return folder;
@@ -105,8 +114,13 @@ std::string readProgramName() {
 }  // namespace
 
 fs::path NSTemporaryDirectory() {
-  const fs::path folder = temporaryBase() / (programName() + '-' + std::to_string(::geteuid()));
+  const fs::path folder = temporaryBase() / temporaryName();
   return makePrivateFolder(folder) ? folder : freshFolder(folder);
+}
+
+fs::path usualTemporaryDirectory() {
+  const fs::path named = absoluteFolderFromEnvironment("TMPDIR");
+  return (named.empty() ? kTemporaryBase : named) / temporaryName();
 }
 
 fs::path NSHomeDirectory() {
@@ -129,13 +143,19 @@ fs::path userFolder(UserFolder folder) {
 }
 
 fs::path userCacheFolder() {
-  fs::path base = absoluteFolderFromEnvironment("XDG_CACHE_HOME");
-  if (base.empty()) {
-    const fs::path home = NSHomeDirectory();
-    if (home.empty()) return {};
-    base = home / ".cache";
-  }
-  return base / programName();
+  return ownFolder("XDG_CACHE_HOME", ".cache");
+}
+
+std::vector<fs::path> applicationSupportDirectories() {
+  fs::path folder = ownFolder("XDG_DATA_HOME", ".local/share");
+  if (folder.empty()) return {};
+  return {std::move(folder)};
+}
+
+const std::string& applicationName() {
+  static const auto& name =
+      *new std::string(Bundle::mainIdentifier().empty() ? programName() : Bundle::mainIdentifier());
+  return name;
 }
 
 // Asking the kernel costs as much as creating a file, and the answer stays the same.

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "TQFoundation/Platform/Support/Export.h"
 
@@ -11,10 +12,12 @@ namespace tq::platform {
 ///
 ///     const auto cache = NSTemporaryDirectory() / "iCloudVideos";
 ///
+/// What lies in a folder of many programs bears the name of this one, `applicationName()`.
+///
 /// Each call looks at the environment and the disk anew. Callable from any thread, as long as none changes
 /// the environment meanwhile.
 
-/// The folder for files that nobody will miss: one per user and program, `PROGRAM-UID` in `TMPDIR` (where
+/// The folder for files that nobody will miss: one per user and program, `NAME-UID` in `TMPDIR` (where
 /// that is not an absolute path of a folder, in /var/tmp).
 ///
 /// It exists when this returns, is a real folder of this user's, and is open to nobody else (mode 0700).
@@ -36,6 +39,15 @@ enum class UserFolder { documents, videos };
 /// The folder for what can be made or fetched again: `XDG_CACHE_HOME`, else ".cache" in the home folder, and
 /// the program's name beneath. It need not exist. Empty when there is no home.
 [[nodiscard]] TQ_API std::filesystem::path userCacheFolder();
+
+/// The folders for what the program keeps for its user, the one to write to first: `XDG_DATA_HOME`, else
+/// ".local/share" in the home folder, and the program's name beneath. They need not exist. None without a
+/// home.
+[[nodiscard]] TQ_API std::vector<std::filesystem::path> applicationSupportDirectories();
+
+/// What the program's folders are called: the main bundle's identifier, else `programName()`. The same for
+/// the life of the process.
+[[nodiscard]] TQ_API const std::string& applicationName();
 
 /// The name of the running program's file, without its folder.
 [[nodiscard]] TQ_API std::string programName();

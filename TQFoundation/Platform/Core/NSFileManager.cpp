@@ -83,6 +83,19 @@ int moveAcrossFileSystems(const fs::path& from, const fs::path& to) {
   return 0;
 }
 
+// Whoever creates it first creates it for all, and while others remove it, it is created anew.
+int makeFolder(const fs::path& path) {
+  constexpr int kTries = 100;
+  for (int i = 0; i < kTries; ++i) {
+    if (::mkdir(path.c_str(), 0700) == 0) return 0;
+    if (errno != EEXIST) return lastError();
+    struct stat existing {};
+    if (::stat(path.c_str(), &existing) == 0) return S_ISDIR(existing.st_mode) ? 0 : EEXIST;
+    if (::lstat(path.c_str(), &existing) == 0 && S_ISLNK(existing.st_mode)) return EEXIST;
+  }
+  return EEXIST;
+}
+
 }  // namespace
 
 std::optional<NSError> NSFileManager::moveItem(const fs::path& from, const fs::path& to) {
@@ -92,17 +105,20 @@ std::optional<NSError> NSFileManager::moveItem(const fs::path& from, const fs::p
   return fileWriteError(error, to, "cannot move the file to");
 }
 
-std::optional<NSError> NSFileManager::createDirectory(const fs::path& folder) {
+std::optional<NSError> NSFileManager::createDirectory(const fs::path& folder, IntermediateDirectories above) {
+  const auto make = [](const fs::path& path) -> std::optional<NSError> {
+    const int error = makeFolder(path);
+    if (error == 0) return std::nullopt;
+    return fileWriteError(error, path, "cannot create the folder");
+  };
+  if (above == IntermediateDirectories::expected) return make(folder);
   fs::path soFar;
   for (const fs::path& part : folder) {
     soFar /= part;
     if (part.empty() || part == part.root_path()) continue;
-    if (::mkdir(soFar.c_str(), 0700) == 0 || errno == EEXIST) continue;
-    return fileWriteError(lastError(), soFar, "cannot create the folder");
+    if (auto error = make(soFar)) return error;
   }
-  std::error_code error;
-  if (fs::is_directory(folder, error)) return std::nullopt;
-  return fileWriteError(error ? error.value() : EEXIST, folder, "cannot create the folder");
+  return std::nullopt;
 }
 
 bool NSFileManager::isRegularFile(const fs::path& path) {

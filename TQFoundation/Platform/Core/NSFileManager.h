@@ -23,8 +23,23 @@ class TQ_API NSFileManager {
   [[nodiscard]] static std::optional<NSError> moveItem(const std::filesystem::path& from,
                                                        const std::filesystem::path& to);
 
-  /// Creates `folder` and the folders above it, each open to this user alone. One that exists is no failure.
-  [[nodiscard]] static std::optional<NSError> createDirectory(const std::filesystem::path& folder);
+  /// Whether the folders above a new one are created with it.
+  enum class IntermediateDirectories { created, expected };
+
+  /// Creates `folder`, and as asked the folders above it, each open to this user alone (mode 0700).
+  ///
+  /// One that exists is no failure, so of several that create the same at once all succeed.
+  [[nodiscard]] static std::optional<NSError> createDirectory(
+      const std::filesystem::path& folder, IntermediateDirectories above = IntermediateDirectories::created);
+
+  /// Removes the file, the link or the folder at `path`, a folder with all that is in it, or answers why not.
+  ///
+  /// No symbolic link is followed on the way down, also none that appears meanwhile: a link is removed and
+  /// what it leads to stays. Neither is the way into another volume gone: what is mounted in the folder
+  /// stays, and the removal fails. Whatever can be removed is removed; the error is that of the first item
+  /// that cannot. Nothing at `path` is a failure, `NSFileNoSuchFileError`; items that others remove meanwhile
+  /// are none. Takes a fixed number of descriptors and no stack, however deep the folder.
+  [[nodiscard]] static std::optional<NSError> removeItem(const std::filesystem::path& path);
 
   /// Whether `path` names a regular file itself, not through a link.
   [[nodiscard]] static bool isRegularFile(const std::filesystem::path& path);

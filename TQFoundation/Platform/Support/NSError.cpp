@@ -53,12 +53,36 @@ NSError fileError(std::int64_t code, int systemError, const std::filesystem::pat
   return error;
 }
 
+std::string inOneLine(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string line;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += c;
+    } else {
+      line.append("\\x").append(1, kDigits[byte / 16]).append(1, kDigits[byte % 16]);
+    }
+  }
+  return line;
+}
+
 }  // namespace
 
 std::string NSError::localizedDescription() const {
   const auto sentence = userInfo.find(std::string(NSLocalizedDescriptionKey));
   if (sentence != userInfo.end()) return sentence->second;
   return domain + " (" + std::to_string(code) + ")";
+}
+
+std::string NSError::description() const {
+  std::string line = "Domain=" + domain + " Code=" + std::to_string(code) + " UserInfo={";
+  std::string_view separator;
+  for (const auto& [key, value] : userInfo) {
+    line.append(separator).append(key).append(1, '=').append(value);
+    separator = ", ";
+  }
+  return inOneLine(line += '}');
 }
 
 NSError makeError(std::string_view domain, std::int64_t code, std::string sentence) {

@@ -26,6 +26,10 @@ struct TQ_API NSError {
   /// A sentence for people: the one in `userInfo` under `NSLocalizedDescriptionKey`, else domain and code.
   [[nodiscard]] std::string localizedDescription() const;
 
+  /// All three parts in one line, for logs, the keys in their order; control characters are spelled `\x0A`:
+  /// `Domain=NSCocoaErrorDomain Code=640 UserInfo={NSFilePath=/data/a}`.
+  [[nodiscard]] std::string description() const;
+
   friend bool operator==(const NSError&, const NSError&) = default;
 };
 

@@ -1,0 +1,68 @@
+#include "TQFoundation/Extensions/TQDeviceExtensions.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "TQFoundation/Platform/Core/Environment.h"
+#include "TQFoundation/Platform/Core/FreeSpace.h"
+#include "TQFoundation/Platform/Core/Locale.h"
+#include "TQFoundation/Platform/Core/NSByteCountFormatter.h"
+
+namespace tq {
+namespace {
+
+constexpr const char* kSimulatedHardware = "SIMULATOR_MODEL_IDENTIFIER";
+
+// "de_DE" of "de_DE@calendar=hebrew".
+std::string withoutKeywords(const std::string& identifier) {
+  return identifier.substr(0, identifier.find('@'));
+}
+
+}  // namespace
+
+UIDevice::UIDevice(std::shared_ptr<const platform::VolumeInfo> volumes) : volumes_(std::move(volumes)) {}
+
+const UIDevice& UIDevice::currentDevice() {
+  static const auto& device = *new UIDevice;
+  return device;
+}
+
+Model UIDevice::type(const platform::DeviceInfo& device) {
+  const Model model = modelOfHardware(device.hardwareIdentifier());
+  if (model != Model::simulator) return model;
+  const auto simulated = platform::environmentVariable(kSimulatedHardware);
+  const Model named = simulated ? modelOfHardware(*simulated) : Model::unrecognized;
+  return named == Model::unrecognized ? Model::simulator : named;
+}
+
+const std::string& UIDevice::deviceLanguage() {
+  static const auto& language = *new std::string(withoutKeywords(platform::Locale::current().identifier()));
+  return language;
+}
+
+const std::string& UIDevice::osVersion() {
+  static const auto& version = *new std::string(platform::DeviceInfo::shared()->systemVersion());
+  return version;
+}
+
+std::int64_t UIDevice::freeDiskSpaceInBytes() const {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t free = platform::freeBytesAtNearestFolder(platform::keptHomeDirectory(), *volumes_);
+  return static_cast<std::int64_t>(std::min(free, kMost));
+}
+
+std::string UIDevice::MBFormatter(std::int64_t bytes) const {
+  platform::NSByteCountFormatter formatter;
+  formatter.setAllowedUnits(platform::NSByteCountFormatterUseMB);
+  formatter.setCountStyle(platform::NSByteCountFormatterCountStyleDecimal);
+  formatter.setIncludesUnit(false);
+  return formatter.stringFromByteCount(bytes);
+}
+
+std::string UIDevice::freeDiskSpaceInGB() const {
+  return platform::NSByteCountFormatter::stringFromByteCount(freeDiskSpaceInBytes(),
+                                                             platform::NSByteCountFormatterCountStyleDecimal);
+}
+
+}  // namespace tq

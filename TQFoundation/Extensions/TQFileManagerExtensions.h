@@ -1,0 +1,65 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "TQFoundation/Platform/Core/NSFileManager.h"
+#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Support/URL.h"
+
+namespace tq {
+
+/// The program's working folders: where media lie while they are worked on, and how they are cleared away.
+///
+///     const auto clip = NSFileManager::cloudMediaDirectoryPath() / "clip.mov";     // the folder is there
+///     if (const auto image = NSFileManager::inAppMessageBackgroundImagePath()) show(*image->filePath());
+///     NSFileManager().cleanTemporaryFiles();                                       // when the edit is done
+///
+/// A getter makes sure that its folder exists, creates it for this user alone (mode 0700) when it is missing,
+/// and falls back where it cannot be had; the log says so. A folder of another user, or a link to one, cannot
+/// be had; a link to a folder of this user's own serves as that folder. What exists once need not exist a
+/// moment later: nothing is held open, and nobody is kept from removing it.
+///
+/// Every read looks at the disk anew, in one system call where the folder exists. A process that takes on the
+/// rights of another user after its first read may be told the former user's folders while it can see them.
+///
+/// No operation reports to its caller. Callable from any thread and any number of processes, as long as no
+/// thread changes the environment meanwhile.
+class TQ_API NSFileManager : public platform::NSFileManager {
+ public:
+  /// `platform::NSTemporaryDirectory()`, which lies in `TMPDIR` or /var/tmp.
+  [[nodiscard]] static std::filesystem::path temporaryDirectoryPath();
+
+  /// "CloudMedias" in the temporary directory, for media fetched from the cloud; else that directory itself.
+  [[nodiscard]] static std::filesystem::path cloudMediaDirectoryPath();
+
+  /// "EditingMedias" in the temporary directory, for media prepared for editing; else that directory itself.
+  [[nodiscard]] static std::filesystem::path editingMediaContainerDirectoryPath();
+
+  /// "RecommendedVideos" in `platform::applicationSupportDirectories()`, created together with what is
+  /// missing above it; else, and where the user has no home, the temporary directory.
+  [[nodiscard]] static std::filesystem::path recommendedVideoDirectoryPath();
+
+  /// Where the background image of in-app messages is written and read: a file in "InAppMessageContent" in
+  /// the application's support directory. The folder is created as above, the image is not looked at.
+  ///
+  /// Absent where the folder cannot be created, is another user's, or the user has no home. A file in the
+  /// folder's place is not looked at either: reading and writing the image fails then.
+  [[nodiscard]] static std::optional<platform::URL> inAppMessageBackgroundImagePath();
+
+  /// Removes the folder of cloud media with all that is in it, as `removeItem` does: a link is removed, and
+  /// what it leads to stays. Removes nothing where the getter falls back. The next read of the getter creates
+  /// the folder anew.
+  void removeCloudMediaDirectory() const;
+
+  /// The same for the folder of media prepared for editing; its log lines say a little more.
+  void removeEditingMediaDirectory() const;
+
+  /// Both of these, in that order, and nothing else in the temporary directory.
+  void cleanTemporaryFiles() const;
+
+  /// Removes the background image of in-app messages; its folder stays. Logs nothing of it.
+  static void removeInAppMessageBackgroundImage();
+};
+
+}  // namespace tq

@@ -1,0 +1,379 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "TQFoundation/Extensions/TQFileManagerExtensions.h"
+#include "TQFoundation/Platform/Core/Bundle.h"
+#include "TQFoundation/Platform/Core/Directories.h"
+#include "TQFoundation/Platform/Ports/Log.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tq::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using Path = const fs::path&;
+using Lines = std::vector<std::string>;
+
+const std::string kName = "com.example.folders";  // in Resources/Info.strings beside this program
+constexpr uid_t kStranger = 54'321;               // whom no list of users knows
+constexpr int kNotAllowed = 77;
+const std::string kFallback = "**** Unable to create new directory. Returning Temporary Directory";
+
+/// A user's folders and what lies outside of them, all in one fresh folder, and what is logged.
+struct World {
+  World() {
+    fs::create_directories(root / "tmp");
+    fs::create_directories(outside / "CloudMedias");
+    writeFile(outside / "CloudMedias/film", "film");
+    platform::Log::setSink([this](const platform::LogLine& line) { lines.emplace_back(line.message); });
+  }
+  ~World() {
+    platform::Log::setSink({});
+    EXPECT_EQ(readFile(outside / "CloudMedias/film"), "film");
+  }
+
+  [[nodiscard]] std::set<std::string> listing() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(root.path()))
+      names.insert(entry.path().string() + (entry.is_regular_file() ? ": " + readFile(entry) : "/"));
+    return names;
+  }
+
+  const TemporaryFolder root{"/dev/shm"};  // disks take their time
+  const fs::path temporary = root / "tmp" / (kName + '-' + std::to_string(::geteuid()));
+  const fs::path support = root / "data" / kName;
+  const fs::path outside = root / "outside";
+  const EnvironmentVariable tmpdir{"TMPDIR", root / "tmp"};
+  const EnvironmentVariable home{"HOME", root / "home"};
+  const EnvironmentVariable data{"XDG_DATA_HOME", root / "data"};
+  Lines lines;
+};
+
+// Runs `body` in a process and with mounts of its own.
+[[nodiscard]] pid_t startChild(const std::function<void()>& body) {
+  std::fflush(nullptr);
+  const pid_t child = ::fork();
+  if (child != 0) return child;
+  if (::unshare(CLONE_NEWNS) != 0 || ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    ::_exit(kNotAllowed);
+  body();
+  std::fflush(nullptr);
+  ::_exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+void finish(pid_t child) {
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kNotAllowed) GTEST_SKIP() << "needs the right to mount";
+  EXPECT_EQ(status, 0);
+}
+
+void mountSmallVolume(Path where, unsigned long flags = 0) {
+  ASSERT_EQ(::mount("small", where.c_str(), "tmpfs", flags, "nr_inodes=2,mode=0700"), 0);
+}
+
+void give(Path path) {
+  ASSERT_EQ(::lchown(path.c_str(), kStranger, kStranger), 0);
+}
+
+struct Getter {
+  std::string folder;
+  bool inSupport;
+  std::optional<fs::path> (*read)();
+};
+const Getter kGetters[] = {
+    {"CloudMedias", false, [] { return std::optional(NSFileManager::cloudMediaDirectoryPath()); }},
+    {"EditingMedias", false,
+     [] { return std::optional(NSFileManager::editingMediaContainerDirectoryPath()); }},
+    {"RecommendedVideos", true, [] { return std::optional(NSFileManager::recommendedVideoDirectoryPath()); }},
+    {"InAppMessageContent", true, [] {
+       const auto image = NSFileManager::inAppMessageBackgroundImagePath();
+       return image ? std::optional(image->filePath()->parent_path()) : std::nullopt;
+     }}};
+
+enum class Outcome { had, file, failed };
+struct Situation {
+  std::string name;
+  void (*prepare)(const World& world, Path folder);
+  Outcome outcome;
+  std::string code{};
+  std::string error{};
+  bool isTried = true;  // whether creation is: not where something is in its place
+};
+const std::string kUse = "cannot use what another user has made of ";
+const std::string kCreate = "cannot create the folder ";
+const Situation kSituations[] = {
+    {"Missing", [](const World& world, Path) { fs::remove_all(world.root / "data"); }, Outcome::had},
+    {"Present", [](const World&, Path it) { fs::create_directory(it); }, Outcome::had},
+    {"File", [](const World&, Path it) { writeFile(it, "mine"); }, Outcome::file, "", "", false},
+    {"Link", [](const World& world, Path it) { fs::create_symlink(world.outside, it); }, Outcome::had},
+    {"LinkToAStrangersFolder",
+     [](const World& world, Path it) { fs::create_symlink(world.outside, it), give(world.outside); },
+     Outcome::failed, "513", "Operation not permitted", false},
+    {"AStrangersFolder", [](const World&, Path it) { fs::create_directory(it), give(it); }, Outcome::failed,
+     "513", "Operation not permitted", false},
+    {"DanglingLink", [](const World&, Path it) { fs::create_symlink("nowhere", it); }, Outcome::failed, "516",
+     "File exists"},
+    {"ReadOnly", [](const World&, Path it) { mountSmallVolume(it.parent_path(), MS_RDONLY); },
+     Outcome::failed, "642", "Read-only file system"},
+    {"FullDisk",
+     [](const World&, Path it) {
+       mountSmallVolume(it.parent_path()), writeFile(it.parent_path() / "last", "");
+     },
+     Outcome::failed, "640", "No space left on device"}};
+
+Lines linesOf(const Getter& getter, const Situation& situation, const std::string& path) {
+  const bool isImage = getter.folder == "InAppMessageContent";
+  if (situation.outcome == Outcome::had || (isImage && situation.outcome == Outcome::file)) return {};
+  const std::string sentence = (situation.isTried ? kCreate : kUse) + path + ": " + situation.error;
+  if (isImage)
+    return {"====== Failed to create directory for image with Error: Domain=NSCocoaErrorDomain Code=" +
+            situation.code + " UserInfo={NSFilePath=" + path + ", NSLocalizedDescription=" + sentence + "}"};
+  const std::string failed = "Failed to create Directory at Path: " + path;
+  if (getter.inSupport) return {failed};
+  return situation.isTried ? Lines{failed + " with error: " + sentence, kFallback} : Lines{kFallback};
+}
+
+class FolderGetter : public testing::TestWithParam<std::tuple<Getter, Situation>> {
+ protected:
+  World world_;
+};
+
+TEST_P(FolderGetter, AnswersItsFolderOrFallsBackAndTouchesNothingElse) {
+  const auto check = [this] {
+    const auto& [getter, situation] = GetParam();
+    const fs::path folder = (getter.inSupport ? world_.support : world_.temporary) / getter.folder;
+    static_cast<void>(platform::NSFileManager::createDirectory(folder.parent_path()));
+    situation.prepare(world_, folder);
+    const auto before = world_.listing();
+    const auto lines = linesOf(getter, situation, folder);
+    std::optional<fs::path> answer = folder;
+    if (situation.outcome != Outcome::had && !lines.empty()) answer = world_.temporary;
+    if (!lines.empty() && lines[0].starts_with("======")) answer = std::nullopt;
+    for (int read = 0; read < 3; ++read) {
+      world_.lines.clear();
+      EXPECT_EQ(getter.read(), answer);
+      EXPECT_EQ(world_.lines, lines);
+    }
+    const auto after = world_.listing();
+    for (const auto& name : before) EXPECT_TRUE(after.contains(name)) << name;
+    for (const auto& name : after) {
+      const bool isDue = (folder.string() + '/').starts_with(name) || name == world_.temporary.string() + '/';
+      EXPECT_TRUE(before.contains(name) || isDue) << name;
+      EXPECT_TRUE(before.contains(name) || fs::status(name).permissions() == fs::perms::owner_all) << name;
+    }
+  };
+  finish(startChild(check));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, FolderGetter,
+                         testing::Combine(testing::ValuesIn(kGetters), testing::ValuesIn(kSituations)),
+                         [](const auto& row) {
+                           return std::get<0>(row.param).folder + std::get<1>(row.param).name;
+                         });
+
+class Folders : public testing::Test {
+ protected:
+  World world_;
+};
+
+TEST_F(Folders, AreFoundAnewWhenTheirPlaceChangesAndNeverThroughANeighboursLink) {
+  for (int read = 0; read < 2; ++read)
+    EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath(), world_.temporary / "CloudMedias");
+  fs::rename(world_.temporary, world_.root / "aside");
+  fs::create_directory_symlink(world_.outside, world_.temporary);
+  const fs::path other = NSFileManager::cloudMediaDirectoryPath();
+  EXPECT_EQ(other, NSFileManager::temporaryDirectoryPath() / "CloudMedias");
+  EXPECT_NE(other.parent_path(), world_.temporary);
+  NSFileManager().cleanTemporaryFiles();
+  const TemporaryFolder elsewhere;
+  const EnvironmentVariable tmpdir("TMPDIR", elsewhere.path());
+  EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath().parent_path().parent_path(), elsewhere.path());
+}
+
+TEST_F(Folders, AreNotOursInAStrangersFolder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs the right to give folders away";
+  fs::create_directories(world_.support / "RecommendedVideos");
+  give(world_.support);
+  EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.temporary);
+  EXPECT_EQ(world_.lines,
+            Lines{"Failed to create Directory at Path: " + world_.support.string() + "/RecommendedVideos"});
+}
+
+TEST_F(Folders, OfAUserWithoutAHomeAreTemporaryInSilenceAndTheImageIsAbsent) {
+  const auto check = [this] {
+    const EnvironmentVariable home("HOME", "");
+    const EnvironmentVariable data("XDG_DATA_HOME", "relative");
+    for (Path open : {world_.root.path(), world_.root / "tmp"}) fs::permissions(open, fs::perms::all);
+    ASSERT_EQ(::setresuid(kStranger, kStranger, kStranger), 0);
+    EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.root / "tmp" / (kName + "-54321"));
+    EXPECT_EQ(NSFileManager::inAppMessageBackgroundImagePath(), std::nullopt);
+    EXPECT_EQ(world_.lines, Lines());
+  };
+  finish(startChild(check));
+}
+
+TEST_F(Folders, BearTheBundlesIdentifierWhereItIsHarmless) {
+  const EnvironmentVariable cache("XDG_CACHE_HOME", world_.root / "cache");
+  EXPECT_EQ(platform::userCacheFolder(), world_.root / "cache" / kName);
+  const EnvironmentVariable data("XDG_DATA_HOME", "relative");
+  EXPECT_EQ(platform::applicationSupportDirectories().at(0), world_.root / "home/.local/share" / kName);
+  const auto identifier = [this](const std::string& name) {
+    writeFile(world_.root / "Info.strings", "CFBundleIdentifier = \"" + name + "\";");
+    return platform::Bundle(world_.root.path()).identifier();
+  };
+  for (const std::string& name : {std::string("com.example.Studio-2_x"), std::string(100, 'n')})
+    EXPECT_EQ(identifier(name), name);
+  for (const std::string& name : {std::string(".."), std::string("a/b"), std::string("a b"),
+                                  std::string("\xC3\xA4"), std::string(101, 'n')})
+    EXPECT_EQ(identifier(name), "") << name;
+}
+
+class Cleanup : public Folders {
+ protected:
+  Cleanup() {
+    for (Path folder : {cloud_, editing_}) {
+      fs::create_directories(folder / "sub/deeper");
+      writeFile(folder / "sub/clip", "clip");
+      fs::create_directory_symlink(world_.outside, folder / "sub/link");
+      fs::create_symlink(world_.outside / "CloudMedias/film", folder / "film");
+    }
+    fs::permissions(world_.temporary, fs::perms::owner_all);
+    writeFile(world_.temporary / "mine", "mine");
+  }
+  ~Cleanup() override { EXPECT_EQ(readFile(world_.temporary / "mine"), "mine"); }
+
+  const fs::path cloud_ = world_.temporary / "CloudMedias";
+  const fs::path editing_ = world_.temporary / "EditingMedias";
+};
+
+TEST_F(Cleanup, RemovesBothFoldersAndNoLinksTarget) {
+  NSFileManager().cleanTemporaryFiles();
+  EXPECT_EQ(world_.lines, (Lines{"**** Directory at path: " + cloud_.string() + " removed successfully",
+                                 "**** Directory at path: " + editing_.string() + " removed successfully"}));
+  EXPECT_FALSE(fs::exists(cloud_) || fs::exists(editing_));
+  fs::create_directory_symlink(world_.outside, cloud_);
+  NSFileManager().removeCloudMediaDirectory();
+  EXPECT_FALSE(fs::is_symlink(cloud_));
+  EXPECT_TRUE(fs::is_empty(NSFileManager::cloudMediaDirectoryPath()));
+}
+
+TEST_F(Cleanup, LeavesTheTemporaryDirectoryWhereTheGettersFallBackToIt) {
+  for (Path folder : {cloud_, editing_}) {
+    fs::remove_all(folder);
+    writeFile(folder, "mine");
+  }
+  NSFileManager().cleanTemporaryFiles();
+  EXPECT_EQ(world_.lines,
+            (Lines{kFallback, kFallback, "**** No directory to remove at path: " + editing_.string()}));
+  EXPECT_EQ(readFile(cloud_) + readFile(editing_), "minemine");
+}
+
+TEST_F(Cleanup, RemovesWhatItCanAndTellsWhatItCannot) {
+  const auto check = [this] {
+    for (Path folder : {cloud_, editing_}) {
+      mountSmallVolume(folder / "sub/deeper");
+      writeFile(folder / "sub/deeper/film", "film");
+    }
+    NSFileManager().cleanTemporaryFiles();
+    EXPECT_EQ(world_.lines, (Lines{"**** Could not remove directory at path: " + cloud_.string(),
+                                   "**** Could not remove directory at path: " + editing_.string() +
+                                       ". Error : cannot remove " + editing_.string() +
+                                       "/sub/deeper: Device or resource busy"}));
+    EXPECT_EQ(readFile(cloud_ / "sub/deeper/film") + readFile(editing_ / "sub/deeper/film"), "filmfilm");
+    EXPECT_FALSE(fs::exists(cloud_ / "sub/clip") || fs::is_symlink(cloud_ / "film"));
+  };
+  finish(startChild(check));
+}
+
+TEST_F(Cleanup, OfAnOrdinaryUserLeavesClosedFoldersWithWhatIsInThem) {
+  const auto check = [this] {
+    for (const auto& entry : fs::recursive_directory_iterator(world_.root.path())) give(entry.path());
+    fs::permissions(world_.root.path(), fs::perms::all);
+    fs::permissions(cloud_ / "sub", fs::perms::owner_read | fs::perms::owner_exec);
+    fs::create_directory(cloud_ / "unreadable");
+    give(cloud_ / "unreadable");
+    fs::permissions(cloud_ / "unreadable", fs::perms::none);
+    ASSERT_EQ(::setresuid(kStranger, kStranger, kStranger), 0);
+    const auto error = platform::NSFileManager::removeItem(cloud_);
+    EXPECT_EQ(error.value_or(platform::NSError()).code, platform::NSFileWriteNoPermissionError);
+    EXPECT_EQ(readFile(cloud_ / "sub/clip"), "clip");
+    EXPECT_FALSE(fs::is_symlink(cloud_ / "film") || fs::exists(cloud_ / "unreadable"));
+  };
+  finish(startChild(check));
+}
+
+TEST_F(Cleanup, RemovesTheMessagesImageInSilenceAndLeavesItsFolder) {
+  const fs::path content = world_.support / "InAppMessageContent";
+  NSFileManager::removeInAppMessageBackgroundImage();
+  fs::create_symlink(world_.outside / "CloudMedias/film", content / "inAppMessageBackgroundImage.png");
+  NSFileManager::removeInAppMessageBackgroundImage();
+  EXPECT_TRUE(fs::is_empty(content));
+  EXPECT_EQ(world_.lines, Lines());
+}
+
+TEST_F(Cleanup, TakesNeitherStackNorDescriptorsForDeepFolders) {
+  const auto check = [this] {
+    int folder = ::open(cloud_.c_str(), O_PATH);
+    for (int level = 0; level < 20'000; ++level) {
+      ASSERT_EQ(::mkdirat(folder, "d", 0700), 0);
+      ::close(std::exchange(folder, ::openat(folder, "d", O_PATH)));
+    }
+    ::close(folder);
+    constexpr rlimit kFew{.rlim_cur = 64, .rlim_max = 64};
+    ::setrlimit(RLIMIT_NOFILE, &kFew);
+    std::thread([this] { EXPECT_EQ(platform::NSFileManager::removeItem(cloud_), std::nullopt); }).join();
+  };
+  finish(startChild(check));
+}
+
+TEST_F(Cleanup, IsNotLedOutByLinksThatArePlantedMeanwhile) {
+  const fs::path planted = world_.root / "planted";
+  const fs::path victims[] = {cloud_, cloud_ / "sub"};
+  std::atomic<bool> ended = false;
+  std::atomic<int> swaps = 0;
+  std::thread neighbour([&] {
+    for (int turn = 0; !ended; ++turn) {
+      const char* const victim = victims[turn % 2].c_str();
+      if (::renameat2(AT_FDCWD, planted.c_str(), AT_FDCWD, victim, RENAME_EXCHANGE) == 0) ++swaps;
+    }
+  });
+  for (int round = 0; round < 3'000 || (swaps < 1'000 && round < 300'000); ++round) {
+    static_cast<void>(!::symlink(world_.outside.c_str(), planted.c_str()));
+    for (Path folder : victims) ::mkdir(folder.c_str(), 0700);
+    for (Path item : {cloud_, planted}) static_cast<void>(platform::NSFileManager::removeItem(item));
+  }
+  ended = true;
+  neighbour.join();
+  EXPECT_GE(swaps, 1'000);
+}
+
+TEST_F(Cleanup, RacesWithGettersOfOtherProcessesAndLosesNothingOfTheirs) {
+  const auto use = [this] {
+    for (int round = 0; round < 10'000; ++round) {
+      ASSERT_EQ(NSFileManager::cloudMediaDirectoryPath(), cloud_);
+      writeFile(cloud_ / std::to_string(::getpid()), "clip");
+      NSFileManager().removeCloudMediaDirectory();
+    }
+    for (const auto& line : world_.lines) ASSERT_NE(line.find("irectory at path: "), line.npos) << line;
+  };
+  const pid_t other = startChild(use);
+  finish(startChild(use));
+  finish(other);
+}
+
+}  // namespace
+}  // namespace tq::tests

@@ -14,6 +14,9 @@ using NextHop = NetlinkRoute::NextHop;
 // More ways than that no answer tells of: it would not fit.
 constexpr std::size_t kMostNextHops = 1024;
 
+// MAX_ERRNO of the kernel.
+constexpr int kMostErrno = 4095;
+
 // The attributes of a message by their type. An unknown type is passed over, the last of a kind counts.
 using Attributes = std::array<const nlattr*, RTA_MAX + 1>;
 
@@ -68,7 +71,7 @@ std::optional<NetlinkRoute> readRoute(const nlmsghdr* header) {
 std::optional<NetlinkRoute> readRefusal(const nlmsghdr* header) {
   if (mnl_nlmsg_get_payload_len(header) < sizeof(nlmsgerr)) return std::nullopt;
   const int error = static_cast<const nlmsgerr*>(mnl_nlmsg_get_payload(header))->error;
-  if (error >= 0) return std::nullopt;
+  if (error >= 0 || error < -kMostErrno) return std::nullopt;
   return NetlinkRoute{.refusal = -error};
 }
 

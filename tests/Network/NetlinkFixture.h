@@ -11,6 +11,7 @@
 
 #include "TQFoundation/Platform/Core/DispatchQueue.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
+#include "tests/contract/ReachabilityContract.h"
 #include "tests/support/KernelRoutes.h"
 
 namespace tq::tests {
@@ -37,21 +38,13 @@ inline SCNetworkReachabilityRef named(std::string_view name) {
   return SCNetworkReachabilityProvider::shared()->createWithName(name);
 }
 
-/// Waits until it is so, and answers whether it is.
-template <class Satisfied>
-bool soon(Satisfied satisfied) {
-  for (int i = 0; i < 20'000 && !satisfied(); ++i) std::this_thread::sleep_for(1ms);
-  return satisfied();
-}
-
 /// A cable between two interfaces, of which only `v0` has addresses.
 struct Cable {
   Cable() {
     shell(
-        "ip link add v0 type veth peer name v1 && sysctl -w net.ipv6.conf.v0.accept_dad=0 && ip link set v1 "
-        "up "
-        "&& "
-        "ip link set v0 up && ip addr add 10.9.0.1/24 dev v0 && ip addr add fd00::1/64 dev v0 nodad");
+        "ip link add v0 type veth peer name v1 && sysctl -w net.ipv6.conf.v0.accept_dad=0 && "
+        "ip link set v1 up && ip link set v0 up && ip addr add 10.9.0.1/24 dev v0 && "
+        "ip addr add fd00::1/64 dev v0 nodad");
     const auto there =
         SCNetworkReachabilityProvider::shared()->createWithAddress({Family::ipv4, {10, 9, 0, 2}});
     soon([&] { return there->getFlags() == kDirect; });

@@ -1,6 +1,7 @@
 // How changes are heard of: at once, in turn, once, and whatever else goes on. On links of this program's
 // own.
 
+#include <linux/rtnetlink.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -13,9 +14,7 @@
 #include <vector>
 
 #include "TQFoundation/Platform/Core/LoopQueue.h"
-#include "TQFoundation/Platform/Linux/NetlinkRouteMessage.h"
 #include "tests/Network/NetlinkFixture.h"
-#include "tests/contract/ReachabilityContract.h"
 
 namespace tq::tests {
 namespace {
@@ -182,51 +181,6 @@ TEST(Reachability, WithoutASocketThereIsNoTarget) {
     return right && provider->createWithAddress({});
   };
   EXPECT_EXIT(::_exit(refused() ? 0 : 1), testing::ExitedWithCode(0), "");
-}
-
-// An answer that names one next hop, and one that names two, as the kernel writes them.
-TEST(NetlinkRouteMessage, NoAnswerIsReadBeyondItsEnd) {
-  constexpr NetlinkQuestion kQuestion{.sequence = 7, .port = 9};
-  alignas(nlmsghdr) std::array<char, 256> bytes{};
-  nlmsghdr* const header = mnl_nlmsg_put_header(bytes.data());
-  header->nlmsg_type = RTM_NEWROUTE;
-  header->nlmsg_seq = kQuestion.sequence;
-  header->nlmsg_pid = kQuestion.port;
-  static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(header, sizeof(rtmsg)))->rtm_type = RTN_UNICAST;
-  nlattr* const list = mnl_attr_nest_start(header, RTA_MULTIPATH);
-  for (int i = 1; i <= 2; ++i) {
-    auto* const hop = static_cast<rtnexthop*>(mnl_nlmsg_get_payload_tail(header));
-    *hop = {.rtnh_len = sizeof(rtnexthop) + 8, .rtnh_flags = 0, .rtnh_hops = 0, .rtnh_ifindex = i};
-    header->nlmsg_len += static_cast<std::uint32_t>(sizeof(rtnexthop));
-    mnl_attr_put_u32(header, RTA_GATEWAY, 1);
-  }
-  mnl_attr_nest_end(header, list);
-  const auto read = [&](std::size_t length) {
-    const std::vector<std::byte> exact(reinterpret_cast<std::byte*>(bytes.data()),
-                                       reinterpret_cast<std::byte*>(bytes.data()) + length);
-    return readRouteAnswer(exact, kQuestion);
-  };
-  const std::size_t whole = header->nlmsg_len;
-  ASSERT_TRUE(read(whole));
-  ASSERT_EQ(read(whole)->nextHops.size(), 2u);
-  EXPECT_EQ(read(whole)->nextHops[1].interface, 2u);
-  EXPECT_TRUE(read(whole)->nextHops[1].hasGateway);
-  for (std::size_t length = 0; length < whole; ++length) EXPECT_FALSE(read(length)) << length;
-  for (std::size_t i = sizeof(nlmsghdr); i < whole; ++i) {
-    for (const char value : {'\0', '\1', '\x7f', '\xff'}) {
-      const char before = std::exchange(bytes[i], value);
-      const auto route = read(whole);
-      EXPECT_TRUE(!route || route->nextHops.size() <= 16);
-      bytes[i] = before;
-    }
-  }
-  for (const std::size_t claimed : {whole - 2, std::size_t{0x8000'0000} + whole}) {
-    header->nlmsg_len = static_cast<std::uint32_t>(claimed);
-    EXPECT_FALSE(read(std::min(whole, claimed))) << claimed;
-  }
-  header->nlmsg_len = static_cast<std::uint32_t>(whole);
-  header->nlmsg_seq = 8;
-  EXPECT_FALSE(read(whole));  // the answer to another question
 }
 
 struct NetlinkWorld final : ReachabilityWorld {

@@ -92,9 +92,6 @@ TEST(ReachabilityStatus, AFailedReadIsNoFlagAndEachConditionReadsAnew) {
   const int before = network->reads();
   EXPECT_EQ(reachability->description(), "-R -------");
   EXPECT_EQ(network->reads() - before, 9);
-  EXPECT_EQ(description(TQReachability::NetworkStatus::notReachable), "No Connection");
-  EXPECT_EQ(description(TQReachability::NetworkStatus::reachableViaWiFi), "WiFi");
-  EXPECT_EQ(description(TQReachability::NetworkStatus::reachableViaWWAN), "Cellular");
 }
 
 }  // namespace

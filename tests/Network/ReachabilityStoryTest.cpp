@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tests/Network/NetlinkFixture.h"
-#include "tests/contract/ReachabilityContract.h"
 
 namespace tq::tests {
 namespace {

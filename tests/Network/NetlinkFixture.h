@@ -42,7 +42,7 @@ inline SCNetworkReachabilityRef named(std::string_view name) {
 struct Cable {
   Cable() {
     shell(
-        "ip link add v0 type veth peer name v1 && sysctl -w net.ipv6.conf.v0.accept_dad=0 && "
+        "ip link add v0 type veth peer name v1 && echo 0 > /proc/sys/net/ipv6/conf/v0/accept_dad && "
         "ip link set v1 up && ip link set v0 up && ip addr add 10.9.0.1/24 dev v0 && "
         "ip addr add fd00::1/64 dev v0 nodad");
     const auto there =

@@ -87,7 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
               {{"ip route add default nexthop via 10.9.0.2 nexthop via 10.9.0.3", kReachable},
                {"ip route replace default via inet6 fe80::2 dev v0", kReachable}}},
         Story{"NextHopObject",
-              {{"sysctl -w net.ipv4.nexthop_compat_mode=0 && ip nexthop add id 5 via 10.9.0.2 dev v0", kNone},
+              {{"echo 0 > /proc/sys/net/ipv4/nexthop_compat_mode && ip nexthop add id 5 via 10.9.0.2 dev v0",
+                kNone},
                {"ip route add default nhid 5", kReachable},
                {"ip nexthop del id 5", kNone}}},
         Story{

@@ -25,6 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Path = const fs::path&;
+using namespace std::string_literals;
 using Lines = std::vector<std::string>;
 
 const std::string kName = "com.example.folders";  // in Resources/Info.strings beside this program
@@ -81,109 +82,86 @@ void finish(pid_t child) {
   EXPECT_EQ(status, 0);
 }
 
-void mountSmallVolume(Path where, unsigned long flags = 0) {
-  ASSERT_EQ(::mount("small", where.c_str(), "tmpfs", flags, "nr_inodes=2,mode=0700"), 0);
+void sh(const std::string& command) {
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;  // NOLINT(concurrency-mt-unsafe): one thread
 }
 
-void give(Path path) {
-  ASSERT_EQ(::lchown(path.c_str(), kStranger, kStranger), 0);
+std::optional<fs::path> imageFolder() {
+  const auto image = NSFileManager::inAppMessageBackgroundImagePath();
+  return image ? std::optional(image->filePath()->parent_path()) : std::nullopt;
 }
 
 struct Getter {
   std::string folder;
-  bool inSupport;
-  std::optional<fs::path> (*read)();
+  const fs::path World::*above;
+  std::function<std::optional<fs::path>()> read;
 };
 const Getter kGetters[] = {
-    {"CloudMedias", false, [] { return std::optional(NSFileManager::cloudMediaDirectoryPath()); }},
-    {"EditingMedias", false,
-     [] { return std::optional(NSFileManager::editingMediaContainerDirectoryPath()); }},
-    {"RecommendedVideos", true, [] { return std::optional(NSFileManager::recommendedVideoDirectoryPath()); }},
-    {"InAppMessageContent", true, [] {
-       const auto image = NSFileManager::inAppMessageBackgroundImagePath();
-       return image ? std::optional(image->filePath()->parent_path()) : std::nullopt;
-     }}};
+    {"CloudMedias", &World::temporary, NSFileManager::cloudMediaDirectoryPath},
+    {"EditingMedias", &World::temporary, NSFileManager::editingMediaContainerDirectoryPath},
+    {"RecommendedVideos", &World::support, NSFileManager::recommendedVideoDirectoryPath},
+    {"InAppMessageContent", &World::support, imageFolder}};
 
-enum class Outcome { had, file, failed };
 struct Situation {
-  std::string name;
-  void (*prepare)(const World& world, Path folder);
-  Outcome outcome;
-  std::string code{};
+  std::string prepare;  // in a shell, where $it is the folder
+  std::string code{};   // of the failure: 513 where nothing is tried; none where the folder can be had
   std::string error{};
-  bool isTried = true;  // whether creation is: not where something is in its place
 };
-const std::string kUse = "cannot use what another user has made of ";
-const std::string kCreate = "cannot create the folder ";
 const Situation kSituations[] = {
-    {"Missing", [](const World& world, Path) { fs::remove_all(world.root / "data"); }, Outcome::had},
-    {"Present", [](const World&, Path it) { fs::create_directory(it); }, Outcome::had},
-    {"File", [](const World&, Path it) { writeFile(it, "mine"); }, Outcome::file, "", "", false},
-    {"Link", [](const World& world, Path it) { fs::create_symlink(world.outside, it); }, Outcome::had},
-    {"LinkToAStrangersFolder",
-     [](const World& world, Path it) { fs::create_symlink(world.outside, it), give(world.outside); },
-     Outcome::failed, "513", "Operation not permitted", false},
-    {"AStrangersFolder", [](const World&, Path it) { fs::create_directory(it), give(it); }, Outcome::failed,
-     "513", "Operation not permitted", false},
-    {"DanglingLink", [](const World&, Path it) { fs::create_symlink("nowhere", it); }, Outcome::failed, "516",
-     "File exists"},
-    {"ReadOnly", [](const World&, Path it) { mountSmallVolume(it.parent_path(), MS_RDONLY); },
-     Outcome::failed, "642", "Read-only file system"},
-    {"FullDisk",
-     [](const World&, Path it) {
-       mountSmallVolume(it.parent_path()), writeFile(it.parent_path() / "last", "");
-     },
-     Outcome::failed, "640", "No space left on device"}};
+    {"rm -rf data"},
+    {"mkdir $it"},
+    {"printf mine >$it", "file"},
+    {"ln -s $PWD/outside $it"},
+    {"chown 54321 outside && ln -s $PWD/outside $it", "513", "Operation not permitted"},
+    {"mkdir $it && chown 54321 $it", "513", "Operation not permitted"},
+    {"ln -s nowhere $it", "516", "File exists"},
+    {"mount -t tmpfs -o ro,mode=700 none ${it%/*}", "642", "Read-only file system"},
+    {"mount -t tmpfs -o nr_inodes=1,mode=700 none ${it%/*}", "640", "No space left on device"}};
 
-Lines linesOf(const Getter& getter, const Situation& situation, const std::string& path) {
-  const bool isImage = getter.folder == "InAppMessageContent";
-  if (situation.outcome == Outcome::had || (isImage && situation.outcome == Outcome::file)) return {};
-  const std::string sentence = (situation.isTried ? kCreate : kUse) + path + ": " + situation.error;
+Lines linesOf(const std::string& getter, const Situation& situation, const std::string& path) {
+  const auto& [prepare, code, error] = situation;
+  const bool isImage = getter == "InAppMessageContent";
+  if (code.empty() || (isImage && code == "file")) return {};
+  const char* const attempt = code == "513" ? "use what another user has made of " : "create the folder ";
+  const std::string sentence = "cannot " + (attempt + path) + ": " + error;
   if (isImage)
-    return {"====== Failed to create directory for image with Error: Domain=NSCocoaErrorDomain Code=" +
-            situation.code + " UserInfo={NSFilePath=" + path + ", NSLocalizedDescription=" + sentence + "}"};
+    return {"====== Failed to create directory for image with Error: Domain=NSCocoaErrorDomain Code=" + code +
+            " UserInfo={NSFilePath=" + path + ", NSLocalizedDescription=" + sentence + "}"};
   const std::string failed = "Failed to create Directory at Path: " + path;
-  if (getter.inSupport) return {failed};
-  return situation.isTried ? Lines{failed + " with error: " + sentence, kFallback} : Lines{kFallback};
+  if (getter == "RecommendedVideos") return {failed};
+  if (code == "file" || code == "513") return {kFallback};
+  return {failed + " with error: " + sentence, kFallback};
 }
 
-class FolderGetter : public testing::TestWithParam<std::tuple<Getter, Situation>> {
- protected:
-  World world_;
-};
-
-TEST_P(FolderGetter, AnswersItsFolderOrFallsBackAndTouchesNothingElse) {
-  const auto check = [this] {
-    const auto& [getter, situation] = GetParam();
-    const fs::path folder = (getter.inSupport ? world_.support : world_.temporary) / getter.folder;
+TEST(FolderGetters, AnswerTheirFolderOrFallBackAndTouchNothingElse) {
+  const auto check = [](const Getter& getter, const Situation& situation) {
+    World world;
+    const fs::path folder = world.*getter.above / getter.folder;
     static_cast<void>(platform::NSFileManager::createDirectory(folder.parent_path()));
-    situation.prepare(world_, folder);
-    const auto before = world_.listing();
-    const auto lines = linesOf(getter, situation, folder);
-    std::optional<fs::path> answer = folder;
-    if (situation.outcome != Outcome::had && !lines.empty()) answer = world_.temporary;
-    if (!lines.empty() && lines[0].starts_with("======")) answer = std::nullopt;
+    sh("cd " + world.root.path().string() + " && it=" + folder.string() + " && " + situation.prepare);
+    const auto before = world.listing();
+    const auto lines = linesOf(getter.folder, situation, folder);
+    std::optional<fs::path> answer = lines.empty() ? folder : world.temporary;
+    if (!lines.empty() && getter.folder == "InAppMessageContent") answer = std::nullopt;
     for (int read = 0; read < 3; ++read) {
-      world_.lines.clear();
+      world.lines.clear();
       EXPECT_EQ(getter.read(), answer);
-      EXPECT_EQ(world_.lines, lines);
+      EXPECT_EQ(world.lines, lines);
     }
-    const auto after = world_.listing();
-    for (const auto& name : before) EXPECT_TRUE(after.contains(name)) << name;
-    for (const auto& name : after) {
-      const bool isDue = (folder.string() + '/').starts_with(name) || name == world_.temporary.string() + '/';
-      EXPECT_TRUE(before.contains(name) || isDue) << name;
-      EXPECT_TRUE(before.contains(name) || fs::status(name).permissions() == fs::perms::owner_all) << name;
+    std::set<std::string> made = world.listing();
+    for (const auto& name : before) EXPECT_EQ(made.erase(name), 1U) << name;
+    for (const auto& name : made) {
+      EXPECT_TRUE((folder / "").string().starts_with(name) || name == world.temporary / "") << name;
+      EXPECT_EQ(fs::status(name).permissions(), fs::perms::owner_all) << name;
     }
   };
-  finish(startChild(check));
+  for (const Getter& getter : kGetters) {
+    for (const Situation& situation : kSituations) {
+      SCOPED_TRACE(getter.folder + ": " + situation.prepare);
+      finish(startChild([&] { check(getter, situation); }));
+    }
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Table, FolderGetter,
-                         testing::Combine(testing::ValuesIn(kGetters), testing::ValuesIn(kSituations)),
-                         [](const auto& row) {
-                           return std::get<0>(row.param).folder + std::get<1>(row.param).name;
-                         });
 
 class Folders : public testing::Test {
  protected:
@@ -193,37 +171,34 @@ class Folders : public testing::Test {
 TEST_F(Folders, AreFoundAnewWhenTheirPlaceChangesAndNeverThroughANeighboursLink) {
   for (int read = 0; read < 2; ++read)
     EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath(), world_.temporary / "CloudMedias");
+  const TemporaryFolder elsewhere;
+  {
+    const EnvironmentVariable tmpdir("TMPDIR", elsewhere.path());
+    EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath().parent_path().parent_path(), elsewhere.path());
+  }
   fs::rename(world_.temporary, world_.root / "aside");
   fs::create_directory_symlink(world_.outside, world_.temporary);
   const fs::path other = NSFileManager::cloudMediaDirectoryPath();
   EXPECT_EQ(other, NSFileManager::temporaryDirectoryPath() / "CloudMedias");
   EXPECT_NE(other.parent_path(), world_.temporary);
   NSFileManager().cleanTemporaryFiles();
-  const TemporaryFolder elsewhere;
-  const EnvironmentVariable tmpdir("TMPDIR", elsewhere.path());
-  EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath().parent_path().parent_path(), elsewhere.path());
 }
 
-TEST_F(Folders, AreNotOursInAStrangersFolder) {
-  if (::geteuid() != 0) GTEST_SKIP() << "needs the right to give folders away";
-  fs::create_directories(world_.support / "RecommendedVideos");
-  give(world_.support);
-  EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.temporary);
-  EXPECT_EQ(world_.lines,
-            Lines{"Failed to create Directory at Path: " + world_.support.string() + "/RecommendedVideos"});
-}
-
-TEST_F(Folders, OfAUserWithoutAHomeAreTemporaryInSilenceAndTheImageIsAbsent) {
-  const auto check = [this] {
+TEST_F(Folders, OfAStrangerOrOfNoHomeAreTemporaryAndTheImageIsAbsent) {
+  finish(startChild([this] {
+    const fs::path folder = world_.support / "RecommendedVideos";
+    fs::create_directories(folder);
+    sh("cd " + world_.root.path().string() + " && chown 54321 data/* && chmod 777 . tmp");
+    EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.temporary);
+    EXPECT_EQ(std::exchange(world_.lines, {}),
+              Lines{"Failed to create Directory at Path: " + folder.string()});
     const EnvironmentVariable home("HOME", "");
     const EnvironmentVariable data("XDG_DATA_HOME", "relative");
-    for (Path open : {world_.root.path(), world_.root / "tmp"}) fs::permissions(open, fs::perms::all);
     ASSERT_EQ(::setresuid(kStranger, kStranger, kStranger), 0);
     EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.root / "tmp" / (kName + "-54321"));
-    EXPECT_EQ(NSFileManager::inAppMessageBackgroundImagePath(), std::nullopt);
+    EXPECT_EQ(imageFolder(), std::nullopt);
     EXPECT_EQ(world_.lines, Lines());
-  };
-  finish(startChild(check));
+  }));
 }
 
 TEST_F(Folders, BearTheBundlesIdentifierWhereItIsHarmless) {
@@ -235,10 +210,9 @@ TEST_F(Folders, BearTheBundlesIdentifierWhereItIsHarmless) {
     writeFile(world_.root / "Info.strings", "CFBundleIdentifier = \"" + name + "\";");
     return platform::Bundle(world_.root.path()).identifier();
   };
-  for (const std::string& name : {std::string("com.example.Studio-2_x"), std::string(100, 'n')})
-    EXPECT_EQ(identifier(name), name);
-  for (const std::string& name : {std::string(".."), std::string("a/b"), std::string("a b"),
-                                  std::string("\xC3\xA4"), std::string(101, 'n')})
+  const std::string longest(100, 'n');
+  for (const std::string& name : {"com.example.Studio-2_x"s, longest}) EXPECT_EQ(identifier(name), name);
+  for (const std::string& name : {".."s, "a/b"s, "a b"s, "\xC3\xA4"s, longest + 'n'})
     EXPECT_EQ(identifier(name), "") << name;
 }
 
@@ -283,11 +257,9 @@ TEST_F(Cleanup, LeavesTheTemporaryDirectoryWhereTheGettersFallBackToIt) {
 }
 
 TEST_F(Cleanup, RemovesWhatItCanAndTellsWhatItCannot) {
-  const auto check = [this] {
-    for (Path folder : {cloud_, editing_}) {
-      mountSmallVolume(folder / "sub/deeper");
-      writeFile(folder / "sub/deeper/film", "film");
-    }
+  finish(startChild([this] {
+    sh("cd " + cloud_.string() + "/sub && mount -t tmpfs none deeper && printf film >deeper/film");
+    sh("cd " + editing_.string() + "/sub && mount --bind deeper deeper && printf film >deeper/film");
     NSFileManager().cleanTemporaryFiles();
     EXPECT_EQ(world_.lines, (Lines{"**** Could not remove directory at path: " + cloud_.string(),
                                    "**** Could not remove directory at path: " + editing_.string() +
@@ -295,25 +267,19 @@ TEST_F(Cleanup, RemovesWhatItCanAndTellsWhatItCannot) {
                                        "/sub/deeper: Device or resource busy"}));
     EXPECT_EQ(readFile(cloud_ / "sub/deeper/film") + readFile(editing_ / "sub/deeper/film"), "filmfilm");
     EXPECT_FALSE(fs::exists(cloud_ / "sub/clip") || fs::is_symlink(cloud_ / "film"));
-  };
-  finish(startChild(check));
+  }));
 }
 
 TEST_F(Cleanup, OfAnOrdinaryUserLeavesClosedFoldersWithWhatIsInThem) {
-  const auto check = [this] {
-    for (const auto& entry : fs::recursive_directory_iterator(world_.root.path())) give(entry.path());
-    fs::permissions(world_.root.path(), fs::perms::all);
-    fs::permissions(cloud_ / "sub", fs::perms::owner_read | fs::perms::owner_exec);
-    fs::create_directory(cloud_ / "unreadable");
-    give(cloud_ / "unreadable");
-    fs::permissions(cloud_ / "unreadable", fs::perms::none);
+  finish(startChild([this] {
+    sh("cd " + cloud_.string() + " && mkdir unreadable && chmod 000 unreadable && chmod 500 sub");
+    sh("cd " + world_.root.path().string() + " && chown -hR 54321 * && chmod 777 .");
     ASSERT_EQ(::setresuid(kStranger, kStranger, kStranger), 0);
     const auto error = platform::NSFileManager::removeItem(cloud_);
     EXPECT_EQ(error.value_or(platform::NSError()).code, platform::NSFileWriteNoPermissionError);
     EXPECT_EQ(readFile(cloud_ / "sub/clip"), "clip");
     EXPECT_FALSE(fs::is_symlink(cloud_ / "film") || fs::exists(cloud_ / "unreadable"));
-  };
-  finish(startChild(check));
+  }));
 }
 
 TEST_F(Cleanup, RemovesTheMessagesImageInSilenceAndLeavesItsFolder) {
@@ -326,7 +292,7 @@ TEST_F(Cleanup, RemovesTheMessagesImageInSilenceAndLeavesItsFolder) {
 }
 
 TEST_F(Cleanup, TakesNeitherStackNorDescriptorsForDeepFolders) {
-  const auto check = [this] {
+  finish(startChild([this] {
     int folder = ::open(cloud_.c_str(), O_PATH);
     for (int level = 0; level < 20'000; ++level) {
       ASSERT_EQ(::mkdirat(folder, "d", 0700), 0);
@@ -336,8 +302,7 @@ TEST_F(Cleanup, TakesNeitherStackNorDescriptorsForDeepFolders) {
     constexpr rlimit kFew{.rlim_cur = 64, .rlim_max = 64};
     ::setrlimit(RLIMIT_NOFILE, &kFew);
     std::thread([this] { EXPECT_EQ(platform::NSFileManager::removeItem(cloud_), std::nullopt); }).join();
-  };
-  finish(startChild(check));
+  }));
 }
 
 TEST_F(Cleanup, IsNotLedOutByLinksThatArePlantedMeanwhile) {

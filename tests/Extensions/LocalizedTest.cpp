@@ -42,20 +42,12 @@ TEST_F(Localized, ReadsWhatTheFormatAllows) {
       "\"\" = \"empty key\"; 'a\"b' = \"\";\n \"twice\" = \"1\"; \"twice\" = \"2\";"
       "\"escapes\" = \"\\\"\\\\\\n\\t\\r\\q\\101\\u41g\\0011\\u00e9\\U20AC\\Ud83D\\ude00\";"
       "\"lines\" = \"1\n2\\\n3\"; \"\\u006bey\" = \"\xC3\xA4\"; //";
-  const std::pair<std::string, std::string> cases[] = {
-      {"a", "1"},
-      {"b", "2"},
-      {"plain.Key-1", "$v/a_l:ue"},
-      {"alone", "alone"},
-      {"", "empty key"},
-      {"a\"b", ""},
-      {"twice", "2"},
-      {"escapes", "\"\\\n\t\rqAAg\0011\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
-      {"lines", "1\n2\n3"},
-      {"key", "\xC3\xA4"},
-      {"no such key", "no such key"}};
+  const std::initializer_list<std::pair<std::string, std::string>> cases = {
+      {"a", "1"},   {"b", "2"},     {"plain.Key-1", "$v/a_l:ue"}, {"alone", "alone"},  {"", "empty key"},
+      {"a\"b", ""}, {"twice", "2"}, {"lines", "1\n2\n3"},         {"key", "\xC3\xA4"}, {"none", "none"}};
   write("en", table);
   for (const auto& [key, text] : cases) EXPECT_EQ(read(key), text) << key;
+  EXPECT_EQ(read("escapes"), "\"\\\n\t\rqAAg\0011\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
   write("en", "\xFF\xFE\"\0k\0\"\0=\0\"\0=\xD8\x00\xDE\xAC\x20\"\0;\0"s);  // UTF-16 of both orders
   EXPECT_EQ(read("k"), "\xF0\x9F\x98\x80\xE2\x82\xAC");
   write("en", "\xFE\xFF\0k\0=\0\"\x20\xAC\0\"\0;"s);
@@ -64,13 +56,13 @@ TEST_F(Localized, ReadsWhatTheFormatAllows) {
 }
 
 TEST_F(Localized, GivesTheKeysOfABrokenTableBackAndNamesItsLineOnce) {
-  std::vector<std::pair<std::string, int>> cases = {{"\"k\" = \"v\";\n\n\"a\" = \"b\"", 3},
-                                                    {"k = v;\r\n\r\na = b = c;", 3},
+  std::vector<std::pair<std::string, int>> cases = {{"k = v;\r\n\r\na = b = c;", 3},
                                                     {"k = v;\r\ra = ;", 3},
+                                                    {"k = v;\n\n\"a\" = \"b\"", 3},
                                                     {"k = v; \"a\" = \"\\", 1},
                                                     {"\xFF\xFE\n\0\x3D\xD8"s, 2},
                                                     {"\xFE\xFF\0\n\0"s, 2},
-                                                    {"k = v;"s + '\0', 1}};
+                                                    {"k = v;\0"s, 1}};
   for (const char* const second :
        {"= b;", "\"a\n\nb", "/* \n\n", "\"a\" = \"\\U\";", "\"a\" = \"\\ud83d\";",
         "\"a\" = \"\\ud83d\\u0041\";", "\"a\" = \"\\ude00\";", "\"a\" = \"\\200\";", "\"\xC3\" = b;",
@@ -109,9 +101,13 @@ TEST_F(Localized, SpeaksTheLanguageThatSuitsTheUserBest) {
       {{"zh_TW"}, "zh-Hant"},  {{"zh_CN", "de"}, "zh-Hans"},
       {{"ja", "en_GB"}, "en"}, {{"", "../..", std::string(5'000, 'x'), "de"}, "de"}};
   for (const auto& [languages, best] : cases) {
-    EXPECT_EQ(localized("k", Bundle(folder_.path(), languages)), best)
-        << (languages.empty() ? "" : languages[0].substr(0, 20));
+    EXPECT_EQ(localized("k", Bundle(folder_.path(), languages)), best);
+    EXPECT_EQ(Bundle(folder_.path()).preferredLocalizations(languages).front(), best);
   }
+  const std::vector<std::string> both = {"pt-BR", "de"};
+  EXPECT_EQ(Bundle(folder_.path()).preferredLocalizations({"ja", "pt", "de_AT", "de"}), both);
+  fs::remove_all(file("en").parent_path());
+  EXPECT_EQ(Bundle(folder_.path()).preferredLocalizations({"ja"}).front(), "en");
 }
 
 TEST(PreferredLanguages, AreWhatTheEnvironmentSaysInItsOrder) {
@@ -128,7 +124,7 @@ TEST(PreferredLanguages, AreWhatTheEnvironmentSaysInItsOrder) {
 TEST_F(Localized, IsCallableFromAnyThread) {
   write("en", "k = v;");
   std::optional<Bundle> bundle(folder_.path());
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int thread = 0; thread < 8; ++thread) {
     threads.emplace_back([copy = *bundle, folder = folder_.path()] {
       EXPECT_EQ(localized("clips.count"), "%d clips");
@@ -137,7 +133,6 @@ TEST_F(Localized, IsCallableFromAnyThread) {
     });
   }
   bundle.reset();
-  for (auto& thread : threads) thread.join();
 }
 
 }  // namespace

@@ -4,60 +4,53 @@
 #include <cmath>
 #include <list>
 #include <random>
+#include <thread>
+#include <unordered_set>
 
+#include "TQFoundation/Extensions/TQAction.h"
+#include "TQFoundation/Extensions/TQActionConstants.h"
 #include "TQFoundation/Extensions/TQArrayExtensions.h"
 #include "TQFoundation/Extensions/TQGeometryExtensions.h"
+#include "TQFoundation/Extensions/TQNotificationNames.h"
 #include "TQFoundation/Extensions/TQURLExtensions.h"
 
 namespace tq::tests {
 
-/// An element whose copies are counted, and whose hash is as bad as a test likes.
+/// An element whose hash is as bad as a test likes.
 struct Element {
-  explicit Element(int theValue) : value(theValue) {}
-  Element(const Element& other) : value(other.value) { ++copies; }
-  Element(Element&&) noexcept = default;
-  Element& operator=(Element&&) noexcept = default;
-  friend bool operator==(const Element& a, const Element& b) { return a.value == b.value; }
-
-  int value;
-  static inline int copies = 0;
-  static inline std::optional<std::size_t> hash;
+  int value = 0;
+  bool operator==(const Element&) const = default;
+  static inline std::size_t hash = 0;
 };
 
 }  // namespace tq::tests
 
 template <>
 struct std::hash<tq::tests::Element> {
-  std::size_t operator()(const tq::tests::Element& element) const {
-    return tq::tests::Element::hash.value_or(static_cast<std::size_t>(element.value));
-  }
+  std::size_t operator()(const tq::tests::Element&) const { return tq::tests::Element::hash; }
 };
 
 namespace tq::tests {
 namespace {
 
+using Name = NSNotification::Name;
+using namespace std::string_literals;
+
 TEST(QueryParameters, AreTheLastValueOfEachName) {
-  using namespace std::string_literals;
-  const std::pair<const char*, std::optional<QueryParameters>> cases[] = {
-      {"http://h/p?a=1&b=2&a=3", {{{"a", "3"}, {"b", "2"}}}},
-      {"http://h?a=1&a", QueryParameters()},
-      {"?a&a=1", {{{"a", "1"}}}},
-      {"p?a=", {{{"a", ""}}}},
-      {"http://h/p", std::nullopt},
-      {"http://h/p#x?a=1", std::nullopt},
-      {"http://h/p?", QueryParameters()},
-      {"http://h/p?&&#a=1", QueryParameters()},
-      {"http://h/p?=x&a=1", {{{"", "x"}, {"a", "1"}}}},
-      {"http://h/p?=x&&a=1", {{{"a", "1"}}}},
-      {"http://h/p?a=b=c?d/e#f", {{{"a", "b=c?d/e"}}}},
-      {"http://h/p?a%3D%26=+%2b%20%C3%a9&b", {{{"a=&", "++ \xC3\xA9"}}}},
-      {"http://h/p?a=%00%FF&%61=%", std::nullopt},
-      {"http://h/p?a=x%00%FF%25", {{{"a", "x\0\xFF%"s}}}},
-      {"mailto:me?subject=a&subject=%41", {{{"subject", "A"}}}}};
-  for (const auto& [text, parameters] : cases) {
+  const std::initializer_list<std::pair<const char*, const char*>> cases = {
+      {"p?a=", "a=;"},        {"http://h?a=1&a", ""},       {"http://h/p?a=1&b=2&a=3", "a=3;b=2;"},
+      {"http://h/p", "none"}, {"h/p#x?a=1", "none"},        {"http://h/p?a=b=c?d/e#f", "a=b=c?d/e;"},
+      {"h/p?&&#a=1", ""},     {"h/p?=x&a=1", "=x;a=1;"},    {"p?a%3D%26=+%2b%20%C3%a9&b", "a=&=++ \xC3\xA9;"},
+      {"p?=x&&a=1", "a=1;"},  {"p?a=x%FF%25", "a=x\xFF%;"}, {"http://h/p?a=%00%FF&%61=%", "none"}};
+  for (const auto& [text, expected] : cases) {
     const auto url = platform::URL::parse(text);
-    EXPECT_EQ(url ? queryParameters(*url) : std::nullopt, parameters) << text;
+    const auto parameters = url ? queryParameters(*url) : std::nullopt;
+    std::string shown = parameters ? "" : "none";
+    for (const auto& [name, value] : parameters.value_or(QueryParameters()))
+      shown += name + '=' + value + ';';
+    EXPECT_EQ(shown, expected) << text;
   }
+  EXPECT_EQ(queryParameters(*platform::URL::parse("p?a=x%00y"))->at("a"), "x\0y"s);
 }
 
 template <class T>
@@ -90,25 +83,20 @@ TEST(DuplicatesRemoved, KeepsTheFirstOfEachInOrderWhateverTheNumbers) {
   }
 }
 
-TEST(DuplicatesRemoved, CopiesOnlyWhatItKeepsAndNothingOfAGivenVector) {
-  std::vector<Element> items;
-  for (const int value : {1, 2, 1, 1, 2, 3}) items.emplace_back(value);
-  EXPECT_EQ(duplicatesRemoved(items).size(), 3U);
-  EXPECT_EQ(std::exchange(Element::copies, 0), 3);
+TEST(DuplicatesRemoved, CopiesNothingOfAGivenVector) {
+  std::vector<std::unique_ptr<int>> items(3);
+  items[1] = std::make_unique<int>(7);
   removeDuplicates(items);
-  EXPECT_EQ(duplicatesRemoved(std::move(items)).back().value, 3);
-  EXPECT_EQ(Element::copies, 0);
+  EXPECT_EQ(*duplicatesRemoved(std::move(items)).at(1), 7);
 }
 
 TEST(DuplicatesRemoved, EndsAndIsRightWhenAllHashesCollide) {
   for (const std::size_t hash : {std::size_t{0}, ~std::size_t{0}}) {
     Element::hash = hash;
     std::vector<Element> items;
-    for (int i = 0; i < 3'000; ++i) items.emplace_back(i % 1'000);
-    EXPECT_EQ(duplicatesRemoved(std::list<Element>(items.begin(), items.end())).size(), 1'000U);
-    EXPECT_EQ(duplicatesRemoved(std::move(items)).size(), 1'000U);
+    for (int i = 0; i < 3'000; ++i) items.push_back({i % 1'000});
+    expectDistinct(items);
   }
-  Element::hash.reset();
 }
 
 TEST(DuplicatesRemoved, KeepsEachNumberThatDoesNotEqualItselfAndIsNotSlowedByThem) {
@@ -135,6 +123,48 @@ TEST(AspectFill, CoversTheFrameByTheLargerRatio) {
     EXPECT_EQ(CGSize::aspectFill(media, frame), filled) << media.width << " x " << media.height;
   }
 }
+
+char changing[] = "before";
+const platform::NSNotification::Name kOfChangingText(std::string_view(changing, 6));
+
+TEST(NotificationName, IsItsTextWhereverThatCameFrom) {
+  EXPECT_EQ(Name::userDidRequestShare, Name("UserDidRequestToPresentShareSheet"));
+  EXPECT_NE(Name::userDidRequestShare, Name("UserDidRequestShare"));
+  std::optional<Name> made(std::string("Show") + "Studio");
+  Name copy = *made;
+  made.reset();
+  EXPECT_EQ(copy, Name::showStudio);
+  copy = Name::saveCompleted;
+  EXPECT_EQ(copy.rawValue(), "saveCompleted");
+  const platform::NSNotification::Name moved = std::move(copy);
+  EXPECT_EQ(std::unordered_set<Name>({moved, Name("saveCompleted"), Name()}).size(), 2U);
+
+  changing[0] = 'B';
+  EXPECT_EQ(kOfChangingText.rawValue(), "before");
+}
+
+TEST(NotificationName, MayBeCopiedAndDroppedOnSeveralThreads) {
+  std::vector<std::jthread> threads;
+  const Name made(std::string(100, 'n'));
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([name = made] {
+      for (int round = 0; round < 1'000; ++round) EXPECT_EQ(Name(name).rawValue()[99], 'n');
+    });
+  }
+}
+
+TEST(ShareObserverKeys, ComeFromTheirExactTextOnly) {
+  EXPECT_EQ(makeTQShareObserverKeys("fromVC"), TQShareObserverKeys::fromVC);
+  for (const auto text : kShareObserverRawValues) EXPECT_EQ(rawValue(*makeTQShareObserverKeys(text)), text);
+  for (const char* const text : {"FromVC", "fromVc", " fromVC", "fromVC ", "fromV", ""})
+    EXPECT_EQ(makeTQShareObserverKeys(text), std::nullopt) << text;
+}
+
+struct Factory {
+  static std::unique_ptr<TQAction> makeAction(const TQActionParameters&) { return nullptr; }
+};
+static_assert(TQActionFactory<Factory> && !TQActionFactory<TQAction>);
+static_assert(!std::is_copy_constructible_v<TQEditInitiatorProtocol>);
 
 }  // namespace
 }  // namespace tq::tests

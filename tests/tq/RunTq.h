@@ -40,6 +40,12 @@ template <class Condition>
   return condition();
 }
 
+/// Whether this system has terminals to run a program on.
+[[nodiscard]] inline bool hasTerminals() {
+  const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+  return terminal >= 0 && ::close(terminal) == 0;
+}
+
 /// The program, running.
 class RunningTq {
  public:

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <iostream>
 #include <random>
-#include <thread>
 
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
@@ -14,26 +13,20 @@
 namespace tq::tests {
 namespace {
 
-using doubles::FakeImageManager;
-using doubles::FixedVolumeInfo;
 using namespace platform;
 
 // One load and the one who cancels it. The mutex makes "not ended, so cancel" one step, as a screen's thread
 // would have it: whoever comes second must find that there is nothing left to do.
 class WatchedLoad final : public TQAVAssetLoadProtocol, public std::enable_shared_from_this<WatchedLoad> {
  public:
-  explicit WatchedLoad(std::atomic<int>& running) : running_(running) {}
-
   void start(const TQAVAssetLoader::Videos& videos, const TQAVAssetLoaderPorts& ports) {
-    loader_ = TQAVAssetLoader::initWithVideos(videos, weak_from_this(), ports);
-    loader_->startLoad();
+    loader = TQAVAssetLoader::initWithVideos(videos, weak_from_this(), ports);
+    loader->startLoad();
   }
   void cancel() {
     const std::scoped_lock lock(mutex_);
-    if (ends == 0) loader_->cancelLoad();
+    if (ends == 0) loader->cancelLoad();
   }
-  [[nodiscard]] std::weak_ptr<TQAVAssetLoader> release() { return std::exchange(loader_, nullptr); }
-
   void loadingStarted() override { ++starts; }
   void loadingProgress(double) override { EXPECT_FALSE(cancelledOnMain_); }
   void loadingCompleted(const TQLoadedAssets& assets) override { end(assets.size() == 4); }
@@ -44,20 +37,20 @@ class WatchedLoad final : public TQAVAssetLoadProtocol, public std::enable_share
     end(true);
   }
 
-  int ends = 0, starts = 0;
+  std::atomic<int> ends = 0;
+  int starts = 0;
   bool cancelled = false;
+  std::shared_ptr<TQAVAssetLoader> loader;
 
  private:
   void end(bool right) {
     EXPECT_TRUE(right);
     const std::scoped_lock lock(mutex_);
-    if (++ends == 1) --running_;
+    ++ends;
   }
 
-  std::atomic<int>& running_;
   std::atomic<bool> cancelledOnMain_ = false;
   std::recursive_mutex mutex_;
-  std::shared_ptr<TQAVAssetLoader> loader_;
 };
 
 TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
@@ -66,7 +59,7 @@ TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
   const auto seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
-  const auto photos = FakeImageManager::make();
+  const auto photos = doubles::FakeImageManager::make();
   photos->add("plain");
   photos->add("cloud", {.progress = {0.1, 0.5, 1}});
   photos->add("lost", {.progress = {0.1}, .hasAsset = false});
@@ -74,13 +67,12 @@ TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
   const TQAVAssetLoader::Videos good = {video("plain"), video("cloud"), video("plain"), video("cloud")};
   const TQAVAssetLoader::Videos bad = {video("plain"), video("lost"), video("cloud"), video("cloud")};
   const TQAVAssetLoaderPorts ports{.photos = photos,
-                                   .volumes = std::make_shared<FixedVolumeInfo>(kMinDiskspace + 1)};
+                                   .volumes = std::make_shared<doubles::FixedVolumeInfo>(kMinDiskspace + 1)};
   int cancelled = 0;
   for (int round = 0; round < kRounds; ++round) {
-    std::atomic<int> running = kAtOnce;
     std::vector<std::shared_ptr<WatchedLoad>> loads;
     for (int i = 0; i < kAtOnce; ++i) {
-      loads.push_back(std::make_shared<WatchedLoad>(running));
+      loads.push_back(std::make_shared<WatchedLoad>());
       loads.back()->start(random() % 4 == 0 ? bad : good, ports);
     }
     std::thread canceller([&loads, moments = std::mt19937(random())]() mutable {
@@ -92,14 +84,12 @@ TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
           DispatchQueue::main()->async([load] { load->cancel(); });
       }
     });
-    ASSERT_TRUE(runMainQueueUntil([&] { return running == 0; }));
+    for (const auto& load : loads) ASSERT_TRUE(runMainQueueUntil([&] { return load->ends > 0; }));
     canceller.join();
     for (const auto& load : loads) {
       // What is still under way may hold its loader for a moment, and says nothing more.
-      ASSERT_TRUE(runMainQueueUntil([loader = load->release()] {
-        DispatchQueue::main()->async([] {});
-        return loader.expired();
-      }));
+      const std::weak_ptr loader = std::exchange(load->loader, nullptr);
+      ASSERT_TRUE(runMainQueueUntil([&] { return loader.expired(); }));
       ASSERT_EQ(load->ends, 1);
       ASSERT_LE(load->starts, 1);
       cancelled += load->cancelled ? 1 : 0;

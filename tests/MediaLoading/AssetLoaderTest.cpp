@@ -22,8 +22,7 @@ using Words = std::vector<std::string>;
 class Screen final : public TQAVAssetLoadProtocol {
  public:
   using Step = std::function<void(const std::string&)>;
-  explicit Screen(Step step) : step_(std::move(step)) {}
-
+  explicit Screen(Step theStep) : step(std::move(theStep)) {}
   void loadingStarted() override { hear("started"); }
   void loadingProgress(double fraction) override { hear("progress", " " + std::to_string(fraction)); }
   void loadingCompleted(const TQLoadedAssets& loaded) override {
@@ -34,16 +33,14 @@ class Screen final : public TQAVAssetLoadProtocol {
     hear("failed", " " + error.domain + std::to_string(error.code));
   }
   void loadingCancelled() override { hear("cancelled"); }
+  void hear(const std::string& word, const std::string& more = {}) {
+    words.push_back(word + more);
+    if (step) step(word);
+  }
 
   Words words;
   TQLoadedAssets assets;
-
- private:
-  void hear(const std::string& word, const std::string& more = {}) {
-    words.push_back(word + more);
-    if (step_) step_(word);
-  }
-  const Step step_;
+  const Step step;
 };
 
 // A host that sends videos of a shared album down the path for shared videos.
@@ -89,6 +86,9 @@ class AssetLoader : public testing::Test {
     start();
     return screen_ ? screen_->words : Words();
   }
+  static std::filesystem::path fileOf(const std::shared_ptr<AVAsset>& asset) {
+    return *dynamic_cast<const AVURLAsset&>(*asset).url().filePath();
+  }
   void addShared(const std::string& identifier, const std::string& url) {
     photos_->add(identifier, {.asset = std::make_shared<AVURLAsset>(*URL::parse(url))});
   }
@@ -109,27 +109,21 @@ TEST_F(AssetLoader, HandsBackTheBatchInItsOrderAndLoadsARepeatedVideoOnce) {
   EXPECT_EQ(load({"b", "a", "b", "c"}), (Words{"started", "completed"}));
   ASSERT_EQ(screen_->assets.size(), 4U);
   EXPECT_EQ(screen_->assets[0], screen_->assets[2]);
-  EXPECT_EQ(dynamic_cast<const AVURLAsset&>(*screen_->assets[1]).url().filePath(), "/a");
+  EXPECT_EQ(fileOf(screen_->assets[1]), "/a");
   start();
   EXPECT_EQ(screen_->words, (Words{"started", "completed", "completed"}));
   EXPECT_EQ(photos_->requestsMade(), 3U);
 }
 
-TEST_F(AssetLoader, ASecondStartLeavesTheVideoInFlightAlone) {
-  photos_->add("a", {.stalls = true});
-  load({"a", "b"});
+TEST_F(AssetLoader, ProgressIsThatOfTheWholeBatchAndASecondStartLeavesTheVideoInFlightAlone) {
+  photos_->add("a", {.progress = {0.25}, .stalls = true});
+  photos_->add("b", {.progress = {0.5}});
+  load({"a", "b", "c", "a", "d"});
   start();
   EXPECT_EQ(photos_->requestsMade(), 1U);
   photos_->finish();
   queue_->run();
-  EXPECT_EQ(screen_->words, (Words{"started", "completed"}));
-}
-
-TEST_F(AssetLoader, ProgressIsThatOfTheWholeBatch) {
-  photos_->add("a", {.progress = {0.25}});
-  photos_->add("b", {.progress = {0.5}});
-  EXPECT_EQ(load({"a", "b", "c", "a", "d"}),
-            (Words{"started", "progress 0.062500", "progress 0.375000", "completed"}));
+  EXPECT_EQ(screen_->words, (Words{"started", "progress 0.062500", "progress 0.375000", "completed"}));
 }
 
 TEST_F(AssetLoader, StopsBeforeEachVideoThatHasNoRoom) {
@@ -216,15 +210,16 @@ TEST_F(AssetLoader, GoesOnToItsEndWithoutAScreen) {
   EXPECT_TRUE(loader_->qx_isMovieLoadedForMediaIdentifier("b"));
 }
 
+// Its file's name is the text between the URL's last slash and first question mark.
 TEST_F(AssetLoader, FetchesASharedVideoIntoItsCacheOnceForAllQueries) {
-  network_->add("http://host/m/clip.mov?sig=1", {.body = "film", .progress = {2}});
-  addShared("shared1", "http://host/m/clip.mov?sig=1");
-  addShared("shared2", "http://host/m/clip.mov?sig=2");
-  EXPECT_EQ(load({"shared1", "shared2"}),
-            (Words{"started", "progress 0.250000", "progress 0.500000", "completed"}));
-  const auto file = folder_ / "iCloudVideos/clip.mov";
-  for (const auto& asset : screen_->assets)
-    EXPECT_EQ(dynamic_cast<const AVURLAsset&>(*asset).url().filePath(), file);
+  network_->add("http://host/m/c%2Fi.mov?sig=1", {.body = "film", .progress = {2}});
+  addShared("shared1", "http://host/m/c%2Fi.mov?sig=1");
+  addShared("shared2", "http://host/m/c%2Fi.mov?sig=2?");
+  addShared("shared3", "http://host/m/?sig=/c%2Fi.mov");
+  EXPECT_EQ(load({"shared1", "shared2", "shared3"}),
+            (Words{"started", "progress 0.166667", "progress 0.333333", "completed"}));
+  const auto file = folder_ / "iCloudVideos/c%2Fi.mov";
+  for (const auto& asset : screen_->assets) EXPECT_EQ(fileOf(asset), file);
   EXPECT_EQ(readFile(file), "film");
 }
 
@@ -232,28 +227,18 @@ TEST_F(AssetLoader, ASharedVideoThatCannotBeHadEndsTheBatchWithOneError) {
   std::filesystem::create_directories(folder_ / "iCloudVideos/taken");
   network_->add("http://host/taken", {.expected = -1});
   photos_->add("shared-other", {.asset = std::make_shared<AVAsset>()});  // no URL asset
+  const std::string noName = "Network Error-1009";
   const std::tuple<std::string, std::string, std::string> cases[] = {
-      {"shared-gone", "", "Network Error-1009"},
-      {"shared-other", "", "Network Error-1009"},
-      {"shared-empty", "http://host/?x", "Network Error-1009"},
-      {"shared-dots", "http://host/..", "Network Error-1009"},
-      {"shared-long", "http://host/" + std::string(256, 'n'), "Network Error-1009"},
+      {"shared-gone", "", noName},
+      {"shared-other", "", noName},
+      {"shared-empty", "http://host/?x", noName},
+      {"shared-dots", "http://host/..", noName},
+      {"shared-long", "http://host/" + std::string(256, 'n'), noName},
       {"shared-lost", "http://nowhere/clip", "NSURLErrorDomain-1003"},
       {"shared-folder", "http://host/taken", "NSCocoaErrorDomain516"}};
   for (const auto& [identifier, url, error] : cases) {
     if (!url.empty()) addShared(identifier, url);
     EXPECT_EQ(load({identifier, "a"}), (Words{"started", "failed " + error})) << identifier;
-  }
-}
-
-TEST(LocationOfiCloudMovie, IsTheTextBetweenTheLastSlashAndTheFirstQuestionMark) {
-  for (const auto& [url, name] : {std::pair("https://host/media/clip.mov?sig=1", "/clip.mov"),
-                                  {"https://host/clip.mov?sig=a/b", "/b"},
-                                  {"https://host/a%2Fb%20c.mov#part", "/a%2Fb%20c.mov#part"},
-                                  {"clip.mov?", "/clip.mov"},
-                                  {"https://host/", ""}}) {
-    const auto location = TQAVAssetLoader::locationOfiCloudMovieAtURL(*URL::parse(url), "/tmp/t");
-    EXPECT_EQ(location.string(), std::string("/tmp/t/iCloudVideos") + name);
   }
 }
 

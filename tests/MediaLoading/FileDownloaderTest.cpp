@@ -12,7 +12,6 @@ namespace tq::tests {
 namespace {
 
 using namespace platform;
-using doubles::ManualQueue;
 using Words = std::vector<std::string>;
 
 // Notes what it hears in words: a fraction, "file" with its URL, an error's domain and code, or "end".
@@ -35,8 +34,8 @@ class FileDownloader : public testing::Test {
     network_->add("http://host/clip", {.body = "film", .progress = {1, 4}});
     downloader_->setDownloadDelegate(recorder_);
   }
-  void begin(const URL& local, const char* remote = "http://host/clip") {
-    downloader_->downloadFileAtRemoteLocation(*URL::parse(remote), local);
+  void begin(const URL& local) {
+    downloader_->downloadFileAtRemoteLocation(*URL::parse("http://host/clip"), local);
   }
   // What is heard, and on the main queue only, until nothing more happens.
   Words hear() {
@@ -53,29 +52,26 @@ class FileDownloader : public testing::Test {
 
   TemporaryFolder folder_;
   EnvironmentVariable temporary_{"TMPDIR", folder_.path().string()};
-  std::shared_ptr<ManualQueue> session_ = std::make_shared<ManualQueue>();
-  std::shared_ptr<ManualQueue> main_ = std::make_shared<ManualQueue>();
+  std::shared_ptr<doubles::ManualQueue> session_ = std::make_shared<doubles::ManualQueue>();
+  std::shared_ptr<doubles::ManualQueue> main_ = std::make_shared<doubles::ManualQueue>();
   std::shared_ptr<doubles::FakeNetwork> network_ = doubles::FakeNetwork::make(session_);
   std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
   std::shared_ptr<TQFileDownloader> downloader_ =
       TQFileDownloader::make({.makeSession = network_->maker(), .mainQueue = main_});
 };
 
-TEST_F(FileDownloader, ASuccessTellsTheFileAndThenAnEndWithoutError) {
-  const URL local = file("my clip.mov");
-  EXPECT_EQ(download(local), (Words{"0.250000", "1.000000", "file " + local.absoluteString(), "end"}));
-  EXPECT_EQ(readFile(folder_ / "my clip.mov"), "film");
-  EXPECT_EQ(folder_.files(), 1);
-}
-
-TEST_F(FileDownloader, WhatIsInTheWayStaysAndTheMovesErrorComesFirst) {
+TEST_F(FileDownloader, TellsTheFileOrTheErrorOfItsMoveAndThenAnEndWithoutError) {
   writeFile(folder_ / "old", "old");
-  network_->add("http://host/clip", {.body = "film"});
-  for (const auto& [local, error] :
-       {std::pair(file("old"), 516), {file("no/such"), 4}, {*URL::parse("http://a/b"), 518}})
-    EXPECT_EQ(download(local), (Words{"1.000000", "NSCocoaErrorDomain" + std::to_string(error), "end"}));
+  const URL clip = file("my clip.mov");
+  const std::string cocoa = "NSCocoaErrorDomain";
+  for (const auto& [local, told] : {std::pair(clip, "file " + clip.absoluteString()),
+                                    {file("old"), cocoa + "516"},
+                                    {file("no/such"), cocoa + "4"},
+                                    {*URL::parse("http://a/b"), cocoa + "518"}})
+    EXPECT_EQ(download(local), (Words{"0.250000", "1.000000", told, "end"}));
+  EXPECT_EQ(readFile(folder_ / "my clip.mov"), "film");
   EXPECT_EQ(readFile(folder_ / "old"), "old");
-  EXPECT_EQ(folder_.files(), 1);
+  EXPECT_EQ(folder_.files(), 2);
 }
 
 TEST_F(FileDownloader, TellsTheQuotientWhateverTheServerSaysAndACancelOnce) {

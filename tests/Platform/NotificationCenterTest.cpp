@@ -1,12 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <memory>
-#include <optional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "TQFoundation/Platform/Core/NSNotificationCenter.h"
 
@@ -25,7 +20,6 @@ class NotificationCenter : public testing::Test {
   NSNotificationCenter::Handler says(std::string text) {
     return [this, text](const NSNotification&) { heard_ += text; };
   }
-
   std::string post(const Name& name, std::shared_ptr<void> object = nullptr) {
     heard_.clear();
     center_->postNotificationName(name, std::move(object));

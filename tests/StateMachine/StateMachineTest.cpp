@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+#include <set>
+
 #include "TQFoundation/Platform/Support/NSLog.h"
 #include "TQFoundation/StateMachine/AAPLStateMachine.h"
 
@@ -8,56 +12,135 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-const Words kAllOfAToB = {"stateWillChange", "willEnterToB",           "willEnterFromAToB", "didExitA",
-                          "didEnterB",       "stateDidChangeFromAToB", "stateDidChange"};
+std::string inWords(const AAPLState& from, const char* between, const AAPLState& to) {
+  return from.value_or("-") + between + to.value_or("-");
+}
 
-// Notes what it is sent; leaves missing transitions to the machine.
-class Listener final : public AAPLStateMachineDelegate {
+// Notes what it is sent, and asked.
+class Recorder final : public AAPLStateMachineDelegate {
  public:
-  void listenTo(const Words& names) {
-    for (const auto& name : names) {
-      messages().implement(name, [this, name] {
-        heard.push_back(name);
-        if (step) step(name);
-      });
-    }
+  bool missingTransitionFromState(const AAPLState& from, const AAPLState& to, AAPLState& answer) override {
+    sent.push_back(inWords(from, ">", to));
+    answer = replacement;
+    return handles;
   }
-  bool missingTransitionFromState(const AAPLState&, const AAPLState&, AAPLState&) override {
-    ++asked;
-    return false;
-  }
-  Words heard;
-  int asked = 0;
-  std::function<void(const std::string&)> step;
+  bool handles = true;
+  AAPLState replacement;
+  Words sent;
 };
 
 class StateMachine : public testing::Test {
  protected:
-  void SetUp() override {
-    machine_->setDelegate(listener_);
-    machine_->setValidTransitions({{"A", {"B", "A"}}, {"B", "A"}});
-    listener_->listenTo(kAllOfAToB);
+  StateMachine() {
+    machine_->setDelegate(recorder_);
     platform::setNSLogSink([this](std::string_view line) { lines_.emplace_back(line); });
   }
-  void TearDown() override { platform::setNSLogSink({}); }
-  // What is heard of one request.
+  ~StateMachine() override { platform::setNSLogSink({}); }
+
+  // Has a message noted with the state it finds; lets `step` step in then.
+  void note(const std::string& name, std::function<void()> step = {}) {
+    recorder_->messages().implement(name, [this, name, step] {
+      recorder_->sent.push_back(inWords(name, " in ", machine_->currentState()));
+      if (step) step();
+    });
+  }
+  // What is sent because of one request.
   Words apply(const char* state) {
-    listener_->heard.clear();
+    recorder_->sent.clear();
     machine_->applyState(state);
-    return listener_->heard;
+    return recorder_->sent;
   }
 
   Words lines_;
+  std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
   std::shared_ptr<AAPLStateMachine> machine_ = std::make_shared<AAPLStateMachine>();
-  std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
 };
 
-TEST_F(StateMachine, SendsItsMessagesInOrderWithTheStateChangingBetween) {
-  apply("A");
-  std::string states;
-  listener_->step = [&](const std::string&) { states += *machine_->currentState(); };
-  EXPECT_EQ(apply("B"), kAllOfAToB);
-  EXPECT_EQ(states, "AAABBBB");
+// What the machine is to do, said as plainly as can be: every name built, every table searched, each time.
+class StateMachineModel : public StateMachine {
+ protected:
+  bool expect(const AAPLState& state) {
+    const AAPLState from = current_;
+    const AAPLState accepted = validate(from, state);
+    if (!accepted) return false;
+    send("stateWillChange");
+    if (from != accepted) send("willEnterTo" + *accepted);
+    send("willEnterFrom" + from.value_or("(null)") + "To" + *accepted);
+    current_ = accepted;
+    if (from) send("didExit" + *from);
+    send("didEnter" + *accepted);
+    send("stateDidChangeFrom" + from.value_or("Nil") + "To" + *accepted);
+    send("stateDidChange");
+    return state == accepted;
+  }
+  AAPLState ask(const AAPLState& from, const AAPLState& to) {
+    expected_.push_back(inWords(from, ">", to));
+    return recorder_->replacement;
+  }
+  AAPLState validate(const AAPLState& from, AAPLState to) {
+    if (!to) to = ask(from, to);
+    if (!to || !from || std::ranges::count(table_[*from], *to) > 0) return to;
+    if (from == to) return std::nullopt;
+    const AAPLState answer = ask(from, to);
+    return answer == "RetainCurrentstate" ? std::nullopt : answer;
+  }
+  void send(const std::string& name) {
+    if (!handled_.contains(name)) return;
+    expected_.push_back(inWords(name, " in ", current_));
+    if (name != expectedToRequest_) return;
+    expectedToRequest_.clear();
+    expect(nested_);
+  }
+
+  const std::string& anyState() { return states_[random_() % states_.size()]; }
+  std::string anyName() {
+    const std::string& to = anyState();
+    const std::string from = random_() % 6 == 0 ? "(null)" : anyState();
+    const Words names = {"stateWillChange",
+                         "stateDidChange",
+                         "willEnterTo" + to,
+                         "didEnter" + to,
+                         "didExit" + from,
+                         "willEnterFrom" + from + "To" + to,
+                         "stateDidChangeFrom" + (from == "(null)" ? "Nil" : from) + "To" + to};
+    return names[random_() % names.size()];
+  }
+  void toggleMessage(const std::string& name) {
+    if (handled_.erase(name) > 0) return recorder_->messages().implement(name, {});
+    handled_.insert(name);
+    note(name, [this, name] {
+      if (name != requesting_) return;
+      requesting_.clear();
+      machine_->applyState(nested_);
+    });
+  }
+
+  std::mt19937 random_{20'261};
+  const Words states_ = {"A", "B", "C", "To", ""};
+  AAPLState current_, nested_;
+  AAPLTransitions table_;
+  std::set<std::string> handled_;
+  std::string requesting_, expectedToRequest_;  // the message that asks for `nested_`, once
+  Words expected_;
+};
+
+TEST_F(StateMachineModel, AHundredThousandRandomStepsGoAsThePlainModelSays) {
+  for (int step = 0; step < 100'000; ++step) {
+    SCOPED_TRACE(step);
+    const auto choice = random_() % 8;
+    const AAPLState answers[] = {"RetainCurrentstate", anyState(), anyState(), std::nullopt};
+    if (choice == 0) table_[anyState()] = {anyState(), anyState()};
+    if (choice == 0) machine_->setValidTransitions(table_);
+    if (choice == 1) toggleMessage(anyName());
+    if (choice == 2) recorder_->replacement = answers[random_() % 4];
+    if (choice == 3) requesting_ = expectedToRequest_ = anyName();
+    if (choice == 3) nested_ = anyState();
+    if (choice < 4) continue;
+    const AAPLState wanted = random_() % 10 == 0 ? AAPLState() : anyState();
+    ASSERT_EQ(machine_->applyState(wanted), expect(wanted));
+    ASSERT_EQ(machine_->currentState(), current_);
+    ASSERT_EQ(std::exchange(recorder_->sent, {}), std::exchange(expected_, {}));
+  }
 }
 
 TEST_F(StateMachine, ADerivedClassIsAskedForItsTableEachTimeAndForWhatTheDelegateDoesNotHandle) {
@@ -69,13 +152,13 @@ TEST_F(StateMachine, ADerivedClassIsAskedForItsTableEachTimeAndForWhatTheDelegat
     mutable int reads = 0;
   };
   machine_ = std::make_shared<Derived>();
-  machine_->setDelegate(listener_);
+  machine_->setDelegate(recorder_);
+  recorder_->handles = false;
   apply("A");
-  EXPECT_FALSE(machine_->applyState("B"));
+  EXPECT_EQ(apply("B"), (Words{"A>B"}));
   EXPECT_EQ(machine_->currentState(), "Home");
-  EXPECT_EQ(listener_->asked, 1);
   EXPECT_TRUE(machine_->applyState("B"));
-  listener_.reset();
+  recorder_.reset();
   EXPECT_EQ(machine_->target(), machine_);
 }
 
@@ -88,15 +171,13 @@ TEST_F(StateMachine, WritesItsLinesToTheLetter) {
   machine.applyState("X");
   static const AAPLState kAbsent;  // g++ 12 with sanitizers takes a temporary one for uninitialised
   machine.setCurrentState(kAbsent);
-  EXPECT_EQ(lines_, (Words{"****  ••• Player cannot transition to <nil> state"}));
-  lines_.clear();
+  EXPECT_EQ(std::exchange(lines_, {}), (Words{"****  ••• Player cannot transition to <nil> state"}));
   machine.setShouldLogStateTransitions(true);
   for (const char* const state : {"B", "B", "A"}) machine.applyState(state);
-  AAPLStateMachine fresh;
-  fresh.setShouldLogStateTransitions(true);
-  fresh.applyState("A");
+  machine_->setShouldLogStateTransitions(true);
+  machine_->applyState("A");
   char address[64];
-  std::snprintf(address, sizeof address, "<AAPLStateMachine: %p>", static_cast<void*>(&fresh));
+  std::snprintf(address, sizeof address, "<AAPLStateMachine: %p>", static_cast<void*>(machine_.get()));
   EXPECT_EQ(
       lines_,
       (Words{" **** •••••• request state change from A to B ••••••", "  ••• Player state change from A to B",
@@ -107,38 +188,41 @@ TEST_F(StateMachine, WritesItsLinesToTheLetter) {
              "  ••• " + std::string(address) + " state change from (null) to A"}));
 }
 
-TEST_F(StateMachine, AChangedTableOrTargetIsNeverMissed) {
+TEST_F(StateMachine, AMessageMayChangeTheMessagesAndTheTarget) {
+  machine_->setValidTransitions({{"A", "B"}, {"B", "A"}});
   apply("A");
-  listener_->step = [&](const std::string& name) {
-    if (name != "willEnterToB") return;
+  note("willEnterToB", [&] {
     for (const char* const gone : {"willEnterToB", "didEnterB"})  // itself, while it runs
-      listener_->messages().implement(gone, {});
-    listener_->messages().implement("stateDidChange", [&] { listener_->heard.emplace_back("replaced"); });
-  };
-  EXPECT_EQ(apply("B"), (Words{"stateWillChange", "willEnterToB", "willEnterFromAToB", "didExitA",
-                               "stateDidChangeFromAToB", "replaced"}));
+      recorder_->messages().implement(gone, {});
+    note("stateDidChange");
+  });
+  note("didEnterB");
+  EXPECT_EQ(apply("B"), (Words{"willEnterToB in A", "stateDidChange in B"}));
+  const auto former = recorder_;
+  note("stateWillChange", [&] {
+    recorder_ = std::make_shared<Recorder>();
+    machine_->setDelegate(recorder_);
+    note("didEnterA");
+  });
   apply("A");
-  listener_ = std::make_shared<Listener>();
-  listener_->listenTo({"didEnterB"});
-  machine_->setDelegate(listener_);
-  EXPECT_EQ(apply("B"), (Words{"didEnterB"}));
+  EXPECT_EQ(former->sent, (Words{"stateWillChange in B"}));
+  EXPECT_EQ(recorder_->sent, (Words{"didEnterA in A"}));
 }
 
 TEST_F(StateMachine, AMessageMayReleaseTheMachineAndItsTarget) {
   machine_->setShouldLogStateTransitions(true);
-  apply("A");
   const std::weak_ptr<AAPLStateMachine> machine = machine_;
-  const std::weak_ptr<Listener> listener = listener_;
+  const std::weak_ptr<Recorder> recorder = recorder_;
   int after = 0;
-  listener_->messages().implement("stateWillChange", [&] {
+  recorder_->messages().implement("stateWillChange", [&] {
     machine_.reset();
-    listener_.reset();
+    recorder_.reset();
   });
-  listener_->messages().implement("willEnterToB", [&] { ++after; });
+  recorder_->messages().implement("willEnterToB", [&] { ++after; });
   auto* const raw = machine_.get();
   EXPECT_TRUE(raw->applyState("B"));
   EXPECT_EQ(after, 1);
-  EXPECT_TRUE(machine.expired() && listener.expired());
+  EXPECT_TRUE(machine.expired() && recorder.expired());
 }
 
 }  // namespace

@@ -3,20 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
+#include "tests/support/MainQueue.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {
-
-/// Waits for `done`, for up to 20 seconds; answers it.
-template <class Done>
-[[nodiscard]] bool eventuallyTrue(Done done) {
-  for (int i = 0; i < 20'000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  return done();
-}
 
 /// Notes what a session tells, in words, and lets a test wait for the end.
 class SessionRecorder final : public platform::NSURLSessionDownloadDelegate {
@@ -62,85 +54,65 @@ template <class World>
 class URLSessionContract : public testing::Test {
  protected:
   std::shared_ptr<platform::NSURLSessionDownloadTask> makeTask(const std::string& url) {
+    recorder_ = std::make_shared<SessionRecorder>();
     return world_.maker({}, recorder_)->downloadTaskWithRequest({.url = *platform::URL::parse(url)});
   }
-  std::shared_ptr<platform::NSURLSessionDownloadTask> start(const std::string& path) {
-    auto task = makeTask(world_.base + path);
-    task->resume();
-    return task;
-  }
-  void expectError() {
+  void expectError(bool cancelled) {
     ASSERT_TRUE(recorder_->wait() && recorder_->error);
     EXPECT_EQ(recorder_->error->domain, platform::NSURLErrorDomain);
+    EXPECT_EQ(recorder_->error->code == platform::NSURLErrorCancelled, cancelled);
     EXPECT_TRUE(recorder_->error->userInfo.contains(std::string(platform::NSLocalizedDescriptionKey)));
   }
 
   World world_;
-  std::shared_ptr<SessionRecorder> recorder_ = std::make_shared<SessionRecorder>();
+  std::shared_ptr<SessionRecorder> recorder_;
 };
 
 TYPED_TEST_SUITE_P(URLSessionContract);
 
-TYPED_TEST_P(URLSessionContract, HandsOverTheWholeBodyOnceAndThenEnds) {
-  const auto task = this->start("/good");
-  task->resume();  // a second start is none
-  ASSERT_TRUE(this->recorder_->wait());
-  EXPECT_EQ(this->recorder_->body, kSessionBody);
-  EXPECT_EQ(this->recorder_->lastTotal, this->recorder_->lastExpected);
-  EXPECT_EQ(this->recorder_->status, 200);
-  const std::vector<std::string> tail(this->recorder_->events.end() - 3, this->recorder_->events.end());
-  EXPECT_EQ(tail, (std::vector<std::string>{"data", "file", "end"}));
-  EXPECT_FALSE(this->recorder_->error || std::filesystem::exists(this->recorder_->temporary));
-  task->cancel();  // too late to matter
+TYPED_TEST_P(URLSessionContract, HandsOverTheWholeBodyOnceWithItsStatusAndThenEnds) {
+  for (const auto& [path, status] : {std::pair("/good", 200), {"/missing", 404}}) {
+    const auto task = this->makeTask(this->world_.base + path);
+    task->resume();
+    task->resume();  // a second start is none
+    ASSERT_TRUE(this->recorder_->wait());
+    EXPECT_EQ(this->recorder_->body == kSessionBody, status == 200);
+    EXPECT_EQ(this->recorder_->status, status);
+    EXPECT_EQ(this->recorder_->lastTotal, std::ssize(this->recorder_->body));
+    EXPECT_EQ(this->recorder_->lastTotal, this->recorder_->lastExpected);
+    const std::vector<std::string> tail(this->recorder_->events.end() - 3, this->recorder_->events.end());
+    EXPECT_EQ(tail, (std::vector<std::string>{"data", "file", "end"}));
+    EXPECT_FALSE(this->recorder_->error || std::filesystem::exists(this->recorder_->temporary));
+    task->cancel();  // too late to matter
+  }
 }
 
-TYPED_TEST_P(URLSessionContract, TheBodyOfA404IsABodyAndItsStatusIsTold) {
-  const auto task = this->start("/missing");
-  ASSERT_TRUE(this->recorder_->wait());
-  EXPECT_FALSE(this->recorder_->error || this->recorder_->body.empty());
-  EXPECT_EQ(this->recorder_->status, 404);
+TYPED_TEST_P(URLSessionContract, AnErrorOrACancelBeforeTheStartEndsTheTaskWithASentenceAndNoFile) {
+  for (const bool cancelled : {false, true}) {
+    const auto task = this->makeTask(cancelled ? this->world_.base + "/good" : this->world_.unreachable);
+    if (cancelled) task->cancel();
+    task->resume();
+    this->expectError(cancelled);
+    EXPECT_EQ(this->recorder_->events, (std::vector<std::string>{"end"}));
+    EXPECT_FALSE(task->response());
+  }
 }
 
-TYPED_TEST_P(URLSessionContract, AnErrorEndsTheTaskWithASentenceAndNoFile) {
-  const auto task = this->makeTask(this->world_.unreachable);
+TYPED_TEST_P(URLSessionContract, CancelEndsAStalledTransferOnceAndSoonAndLetsGoOfTheDelegateItKept) {
+  const auto task = this->makeTask(this->world_.base + "/stalling");
   task->resume();
-  this->expectError();
-  EXPECT_EQ(this->recorder_->events, (std::vector<std::string>{"end"}));
-  EXPECT_FALSE(task->response());
-}
-
-TYPED_TEST_P(URLSessionContract, CancelEndsAStalledTransferOnceAndSoon) {
-  const auto task = this->start("/stalling");
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_GT(this->recorder_.use_count(), 1);
   const auto begin = std::chrono::steady_clock::now();
   task->cancel();
   task->cancel();
-  this->expectError();
-  EXPECT_EQ(this->recorder_->error->code, platform::NSURLErrorCancelled);
+  this->expectError(true);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
+  EXPECT_TRUE(eventuallyTrue([&] { return this->recorder_.use_count() == 1; }));
 }
 
-TYPED_TEST_P(URLSessionContract, CancelBeforeTheStartEndsTheTaskWithoutOne) {
-  const auto task = this->makeTask(this->world_.base + "/good");
-  task->cancel();
-  task->resume();
-  this->expectError();
-  EXPECT_EQ(this->recorder_->error->code, platform::NSURLErrorCancelled);
-  EXPECT_EQ(this->recorder_->events, (std::vector<std::string>{"end"}));
-}
-
-TYPED_TEST_P(URLSessionContract, AStartedTaskKeepsItsDelegateToTheEndAndLetsGoOfItThen) {
-  const std::weak_ptr<SessionRecorder> weak = this->recorder_;
-  const auto task = this->start("/stalling");
-  this->recorder_.reset();
-  EXPECT_FALSE(weak.expired());
-  task->cancel();
-  EXPECT_TRUE(eventuallyTrue([&] { return weak.expired(); }));
-}
-
-REGISTER_TYPED_TEST_SUITE_P(URLSessionContract, HandsOverTheWholeBodyOnceAndThenEnds,
-                            TheBodyOfA404IsABodyAndItsStatusIsTold, AnErrorEndsTheTaskWithASentenceAndNoFile,
-                            CancelEndsAStalledTransferOnceAndSoon, CancelBeforeTheStartEndsTheTaskWithoutOne,
-                            AStartedTaskKeepsItsDelegateToTheEndAndLetsGoOfItThen);
+REGISTER_TYPED_TEST_SUITE_P(URLSessionContract, HandsOverTheWholeBodyOnceWithItsStatusAndThenEnds,
+                            AnErrorOrACancelBeforeTheStartEndsTheTaskWithASentenceAndNoFile,
+                            CancelEndsAStalledTransferOnceAndSoonAndLetsGoOfTheDelegateItKept);
 
 }  // namespace tq::tests

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <sstream>
 #include <system_error>
@@ -16,9 +15,6 @@ namespace tq::tests {
 namespace {
 
 using Then = Reply::Then;
-
-constexpr std::size_t kLongestRequest = 64 * 1024;
-constexpr std::size_t kPiece = 256 * 1024;
 
 bool sendAll(int socket, std::string_view bytes, int flags = 0) {
   while (!bytes.empty()) {
@@ -33,32 +29,29 @@ bool sendAll(int socket, std::string_view bytes, int flags = 0) {
 std::string nextRequest(int socket) {
   std::string received;
   while (!received.ends_with("\r\n\r\n")) {
-    std::array<char, 8192> bytes;
-    const ssize_t count = ::recv(socket, bytes.data(), bytes.size(), 0);
-    if (count <= 0 || received.size() > kLongestRequest) return {};
-    received.append(bytes.data(), static_cast<std::size_t>(count));
+    char bytes[8192];
+    const ssize_t count = ::recv(socket, bytes, sizeof bytes, 0);
+    if (count <= 0) return {};
+    received.append(bytes, static_cast<std::size_t>(count));
   }
   const std::size_t from = received.find(' ') + 1;
   return received.substr(from, received.find_first_of(" ?\r", from) - from);
 }
 
-std::string head(const Reply& reply, std::uint64_t size) {
-  return "HTTP/1.1 " + std::to_string(reply.status) + " Reply\r\n" + reply.headers +
-         "Content-Length: " + std::to_string(size) + "\r\n\r\n";
-}
-
 bool sendReply(int socket, const Reply& reply) {
-  static const std::string generated(kPiece, 'g');
+  static const std::string generated(256 * 1024, 'g');
   if (reply.raw) return sendAll(socket, *reply.raw);
   const std::uint64_t size = std::max<std::uint64_t>(reply.generatedBytes, reply.body.size());
   const std::uint64_t end = std::min(size, reply.after);
-  if (!sendAll(socket, head(reply, size), end > 0 ? MSG_MORE : 0)) return false;
-  for (std::uint64_t sent = 0; sent < end;) {
-    const auto count = std::min<std::uint64_t>(reply.pauseEvery != 0 ? reply.pauseEvery : kPiece, end - sent);
-    const std::string_view all = reply.generatedBytes != 0 ? generated : reply.body;
-    if (!sendAll(socket, all.substr(reply.generatedBytes != 0 ? 0 : sent, count))) return false;
-    sent += count;
-    if (sent < end) std::this_thread::sleep_for(reply.pause);
+  const std::uint64_t piece = reply.pauseEvery != 0 ? reply.pauseEvery : generated.size();
+  const std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " Reply\r\n" + reply.headers +
+                           "Content-Length: " + std::to_string(size) + "\r\n\r\n";
+  if (!sendAll(socket, head, end > 0 ? MSG_MORE : 0)) return false;
+  for (std::uint64_t sent = 0; sent < end; sent += piece) {
+    if (sent > 0) std::this_thread::sleep_for(reply.pause);
+    const std::string_view left =
+        reply.generatedBytes != 0 ? generated : std::string_view(reply.body).substr(sent);
+    if (!sendAll(socket, left.substr(0, std::min(piece, end - sent)))) return false;
   }
   return true;
 }
@@ -95,69 +88,39 @@ LoopbackServer::LoopbackServer() {
       ::getsockname(listener_, generic, &size) != 0)
     throw std::system_error(errno, std::generic_category(), "cannot listen");
   port_ = ntohs(address.sin_port);
-  acceptor_ = std::thread([this] { accept(); });
+  acceptor_ = std::thread([this] {
+    for (int socket; (socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+      const int noDelay = 1;
+      ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
+      const std::scoped_lock lock(mutex_);
+      sockets_.insert(socket);
+      conversations_.emplace_back([this, socket] { converse(socket); });
+    }
+  });
 }
 
 LoopbackServer::~LoopbackServer() {
   ::shutdown(listener_, SHUT_RDWR);
   acceptor_.join();
   ::close(listener_);
-  std::unique_lock lock(mutex_);
+  const std::scoped_lock lock(mutex_);
   for (const int socket : sockets_) ::shutdown(socket, SHUT_RDWR);
-  ended_.wait(lock, [this] { return sockets_.empty(); });
-}
-
-void LoopbackServer::serve(const std::string& path, Reply reply) {
-  const std::scoped_lock lock(mutex_);
-  replies_[path] = std::move(reply);
-}
-
-std::string LoopbackServer::url(std::string_view path) const {
-  return "http://127.0.0.1:" + std::to_string(port_) + std::string(path);
-}
-
-int LoopbackServer::requests(const std::string& path) {
-  const std::scoped_lock lock(mutex_);
-  return requests_[path];
-}
-
-int LoopbackServer::connections() {
-  const std::scoped_lock lock(mutex_);
-  return accepted_;
-}
-
-void LoopbackServer::accept() {
-  for (;;) {
-    const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (socket < 0 && errno == EINVAL) return;  // shut down
-    if (socket < 0) continue;
-    const int noDelay = 1;
-    ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
-    const std::scoped_lock lock(mutex_);
-    ++accepted_;
-    sockets_.insert(socket);
-    std::thread([this, socket] { converse(socket); }).detach();
-  }
 }
 
 void LoopbackServer::converse(int socket) {
+  const Reply unknown{.status = 404, .body = "nothing here\n"};
   for (bool goOn = true; goOn;) {
     const std::string path = nextRequest(socket);
     if (path.empty()) break;
-    const Reply reply = replyTo(path);
+    std::unique_lock lock(mutex_);
+    ++requests_[path];
+    const Reply reply = replies_.contains(path) ? replies_[path] : unknown;
+    lock.unlock();
     goOn = sendReply(socket, reply) && goesOn(socket, reply.then);
   }
   const std::scoped_lock lock(mutex_);
   ::close(socket);
   sockets_.erase(socket);
-  ended_.notify_all();
-}
-
-Reply LoopbackServer::replyTo(const std::string& path) {
-  const std::scoped_lock lock(mutex_);
-  ++requests_[path];
-  const auto found = replies_.find(path);
-  return found == replies_.end() ? Reply{.status = 404, .body = "nothing here\n"} : found->second;
 }
 
 }  // namespace tq::tests

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -10,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace tq::tests {
 
@@ -56,30 +56,38 @@ class LoopbackServer {
   LoopbackServer& operator=(const LoopbackServer&) = delete;
 
   /// Answers requests for `path` with `reply` from now on.
-  void serve(const std::string& path, Reply reply);
+  void serve(const std::string& path, Reply reply) {
+    const std::scoped_lock lock(mutex_);
+    replies_[path] = std::move(reply);
+  }
 
   /// `path` may carry a query.
-  [[nodiscard]] std::string url(std::string_view path) const;
+  [[nodiscard]] std::string url(std::string_view path) const {
+    return "http://127.0.0.1:" + std::to_string(port_) + std::string(path);
+  }
 
   /// The requests for `path` whose headers have come in so far, known or not.
-  [[nodiscard]] int requests(const std::string& path);
+  [[nodiscard]] int requests(const std::string& path) {
+    const std::scoped_lock lock(mutex_);
+    return requests_[path];
+  }
 
   /// The connections accepted so far, ended ones included.
-  [[nodiscard]] int connections();
+  [[nodiscard]] std::size_t connections() {
+    const std::scoped_lock lock(mutex_);
+    return conversations_.size();
+  }
 
  private:
-  void accept();
   void converse(int socket);
-  [[nodiscard]] Reply replyTo(const std::string& path);
 
   int listener_ = -1;
   int port_ = 0;
   std::mutex mutex_;
-  std::condition_variable ended_;
-  int accepted_ = 0;
   std::set<int> sockets_;
   std::map<std::string, Reply> replies_;
   std::map<std::string, int> requests_;
+  std::vector<std::jthread> conversations_;  // each ends before all that it uses
   std::thread acceptor_;
 };
 

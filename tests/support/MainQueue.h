@@ -1,34 +1,28 @@
 #pragma once
 
-#include <poll.h>
-
 #include <chrono>
+#include <thread>
 
 #include "TQFoundation/Platform/Core/LoopQueue.h"
 
 namespace tq::tests {
 
-/// Drains the main queue on this thread, as a host with a loop of its own does, until `done` or for `limit`.
-/// Answers `done`. What changes it has to come through the main queue.
+/// Waits for `done`, for up to 20 seconds; answers it.
 template <class Done>
-bool runMainQueueUntil(Done done, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-  using Clock = std::chrono::steady_clock;
-  const auto& queue = platform::DispatchQueue::main();
-  const auto end = Clock::now() + limit;
-  queue->drain();
-  while (!done() && Clock::now() < end) {
-    pollfd readable{.fd = queue->descriptor(), .events = POLLIN, .revents = 0};
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-    ::poll(&readable, 1, static_cast<int>(left.count()));
-    queue->drain();
-  }
+[[nodiscard]] bool eventuallyTrue(Done done) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!done() && std::chrono::steady_clock::now() < end)
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
   return done();
 }
 
-/// Whether nothing more comes to the main queue for `time`, other than what makes `wrong` true.
-template <class Wrong>
-bool staysQuiet(Wrong wrong, std::chrono::milliseconds time) {
-  return !runMainQueueUntil(wrong, time);
+/// The same while this thread drains the main queue, as a host with a loop of its own does.
+template <class Done>
+[[nodiscard]] bool runMainQueueUntil(Done done) {
+  return eventuallyTrue([&] {
+    platform::DispatchQueue::main()->drain();
+    return done();
+  });
 }
 
 }  // namespace tq::tests

@@ -7,7 +7,6 @@
 #include "TQFoundation/Platform/Default/DirectoryPhotoLibrary/RequestTable.h"
 #include "tests/Platform/Default/DirectoryPhotoLibrary/Clips.h"
 #include "tests/contract/ImageManagerContract.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {
 namespace {
@@ -17,13 +16,10 @@ using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 // Root may read everything, so it steps aside for a while.
-class OrdinaryUser {
- public:
-  OrdinaryUser() { EXPECT_EQ(root_ ? ::seteuid(65534) : 0, 0); }
-  ~OrdinaryUser() { EXPECT_EQ(root_ ? ::seteuid(0) : 0, 0); }
-
- private:
-  const bool root_ = ::geteuid() == 0;
+struct OrdinaryUser {
+  OrdinaryUser() { EXPECT_EQ(root ? ::seteuid(65534) : 0, 0); }
+  ~OrdinaryUser() { EXPECT_EQ(root ? ::seteuid(0) : 0, 0); }
+  const bool root = ::geteuid() == 0;
 };
 
 class LocalVideos : public testing::Test {
@@ -62,60 +58,50 @@ TEST_F(LocalVideos, AFolderThatCannotBeListedIsNamed) {
   fs::create_directory(folder_ / "locked");
   fs::permissions(folder_ / "locked", fs::perms::none);
   const OrdinaryUser user;
-  const std::tuple<fs::path, std::string, std::int64_t> cases[] = {
-      {folder_ / "missing", "missing", NSFileReadNoSuchFileError},
-      {folder_ / "file", "file", NSFileReadNoSuchFileError},
-      {folder_ / "locked", "locked", NSFileReadNoPermissionError},
-      {folder_.path(), "locked", NSFileReadNoPermissionError}};
-  for (const auto& [path, named, code] : cases) {
-    const auto listing = DirectoryImageManager::make(path)->fetchAssets();
-    ASSERT_TRUE(listing.error && listing.videos.empty()) << path;
-    EXPECT_EQ(listing.error->code, code);
-    EXPECT_NE(listing.error->localizedDescription().find("/" + named + ": "), std::string::npos);
+  for (const std::string name : {"missing", "file", "locked", ""}) {
+    const auto [videos, error] = DirectoryImageManager::make(folder_ / name)->fetchAssets();
+    ASSERT_TRUE(error && videos.empty()) << name;
+    const bool locked = name == "locked" || name.empty();
+    EXPECT_EQ(error->code, locked ? NSFileReadNoPermissionError : NSFileReadNoSuchFileError);
+    const std::string named = "/" + (locked ? "locked" : name) + ": ";
+    EXPECT_NE(error->localizedDescription().find(named), std::string::npos);
   }
 }
 
 TEST_F(LocalVideos, WhatIsNotPlayableIsRefusedWithAReason) {
-  for (const char* name : {"film.mp4", ".film.mp4", "notes.txt", "locked.mp4"})
+  const auto photos = DirectoryImageManager::make(folder_.path());
+  const std::string indexed = readFile(clipFile("h264.mov"));
+  const std::string early = indexed.substr(0, indexed.find("mdat") + 100);
+  const std::string list = "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nfilm.mp4\n#EXT-X-ENDLIST\n";
+  const std::string damaged = "it is damaged, or no video container";
+  const std::tuple<std::string, std::string, std::string> files[] = {
+      {"empty.mp4", "", "the file is empty"},
+      {"early.mp4", early, "its video has no packet that can be read"},
+      {"cover.mp4", readFile(clipFile("cover.mp4")), "it has no video stream"},
+      {"text.mp4", "no film at all\n", damaged},
+      {"cut.mp4", film_.substr(0, film_.size() / 2), damaged},
+      {"hls.mp4", list, damaged},
+      {"concat.mp4", "ffconcat version 1.0\nfile film.mp4\n", damaged}};
+  for (const char* const name : {"film.mp4", ".film.mp4", "notes.txt", "locked.mp4"})
     writeFile(folder_ / name, film_);
-  fs::permissions(folder_ / "locked.mp4", fs::perms::none);
+  for (const auto& [name, content, words] : files) {
+    writeFile(folder_ / name, content);
+    VideoRequested(photos, name)
+        .expectRefusal(NSFileReadCorruptFileError, name + " is not playable: " + words);
+  }
   fs::create_directory(folder_ / "folder.mp4");
   ASSERT_EQ(::mkfifo((folder_ / "pipe.mp4").c_str(), 0644), 0);
-  fs::copy_file(clipFile("cover.mp4"), folder_ / "cover.mp4");
-  writeFile(folder_ / "empty.mp4", "");
-  writeFile(folder_ / "text.mp4", "no film at all\n");
-  writeFile(folder_ / "cut.mp4", film_.substr(0, film_.size() / 2));
-  const std::string indexed = readFile(clipFile("h264.mov"));
-  writeFile(folder_ / "early.mp4", indexed.substr(0, indexed.find("mdat") + 100));
-  writeFile(folder_ / "hls.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nfilm.mp4\n#EXT-X-ENDLIST\n");
-  writeFile(folder_ / "concat.mp4", "ffconcat version 1.0\nfile film.mp4\n");
-
-  constexpr auto kCorrupt = NSFileReadCorruptFileError;
-  std::vector<std::tuple<std::string, std::int64_t, std::string>> cases = {
-      {"locked.mp4", NSFileReadNoPermissionError, ": Permission denied"},
-      {"folder.mp4", kCorrupt, ": it is no regular file"},
-      {"pipe.mp4", kCorrupt, ": it is no regular file"},
-      {"empty.mp4", kCorrupt, " is not playable: the file is empty"},
-      {"early.mp4", kCorrupt, " is not playable: its video has no packet that can be read"},
-      {"cover.mp4", kCorrupt, " is not playable: it has no video stream"}};
-  for (const char* const damaged : {"text.mp4", "cut.mp4", "hls.mp4", "concat.mp4"})
-    cases.emplace_back(damaged, kCorrupt, " is not playable: it is damaged, or no video container");
+  for (const std::string name : {"folder.mp4", "pipe.mp4"})
+    VideoRequested(photos, name).expectRefusal(NSFileReadCorruptFileError, name + ": it is no regular file");
   const auto climb = "../" + outside_.path().filename().string() + "/film.mp4";
   for (const auto& unknown :
        {""s, climb, (outside_ / "film.mp4").string(), "linked/film.mp4"s, "./film.mp4"s, "/film.mp4"s,
         ".film.mp4"s, "loop.mp4"s, "gone.mp4"s, "notes.txt"s, "film.mp4\0.mp4"s})
-    cases.emplace_back(unknown, NSFileReadNoSuchFileError, "");
-  const auto photos = DirectoryImageManager::make(folder_.path());
+    VideoRequested(photos, unknown).expectRefusal(NSFileReadNoSuchFileError, "no such video");
+  fs::permissions(folder_ / "locked.mp4", fs::perms::none);
   const OrdinaryUser user;
-  for (const auto& [identifier, code, words] : cases) {
-    VideoRequested request(photos, identifier);
-    ASSERT_TRUE(request.wait() && request.info().error) << identifier;
-    EXPECT_EQ(request.info().error, request.errorTold());
-    EXPECT_EQ(request.info().error->code, code) << identifier;
-    const std::string sentence = request.info().error->localizedDescription();
-    EXPECT_NE(sentence.find(words.empty() ? "no such video" : identifier + words), std::string::npos)
-        << sentence;
-  }
+  const VideoRequested locked(photos, "locked.mp4");
+  locked.expectRefusal(NSFileReadNoPermissionError, "locked.mp4: Permission denied");
 }
 
 TEST_F(LocalVideos, OfTheUsersOwnFolderAreTheDefault) {
@@ -124,7 +110,7 @@ TEST_F(LocalVideos, OfTheUsersOwnFolderAreTheDefault) {
   fs::create_directory(folder_ / "Videos");
   writeFile(folder_ / "Videos/mine.mp4", film_);
   VideoRequested request(PHImageManager::defaultManager(), "mine.mp4");
-  EXPECT_TRUE(request.wait() && request.asset());
+  EXPECT_TRUE(request.wait() && request->asset);
 }
 
 TEST(RequestTable, IdsStartAnewAfterTheHighestAndPassOverThoseInUse) {

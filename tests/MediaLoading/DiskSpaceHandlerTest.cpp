@@ -57,6 +57,7 @@ TEST_F(DiskSpaceHandler, TellsItsDelegateOncePerStartAndOnlyBelowTheMinimum) {
     EXPECT_EQ(handler_->diskCheckTimer(), nullptr);
     handler_->startMonitoringDiskSpace();
   }
+  handler_->stopMonitoringDiskSpace();  // it would keep itself
 }
 
 TEST_F(DiskSpaceHandler, GoesOnLookingWithoutAnOwnerUntilSomebodyHandlesItAndIsReleased) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
 #include "TQFoundationTesting/FakeURLSession.h"
 #include "TQFoundationTesting/ManualQueue.h"
@@ -112,6 +114,7 @@ TEST(FileDownloaderOnAFullDisk, EndsInItsErrorAndLeavesNothing) {
                                            URL::fileURLWithPath(small / "clip"));
   const std::string full = "NSCocoaErrorDomain" + std::to_string(NSFileWriteOutOfSpaceError);
   EXPECT_TRUE(runMainQueueUntil([&] { return !recorder->words.empty() && recorder->words.back() == full; }));
+  EXPECT_EQ(std::ranges::count(recorder->words, "1.000000"), 0);  // nor was it gathered on another disk
   EXPECT_EQ(small.files(), 0);
   EXPECT_EQ(std::system(("umount " + small.path().string()).c_str()), 0);
 }

@@ -47,7 +47,7 @@ struct Cable {
         "ip addr add fd00::1/64 dev v0 nodad");
     const auto there =
         SCNetworkReachabilityProvider::shared()->createWithAddress({Family::ipv4, {10, 9, 0, 2}});
-    soon([&] { return there->getFlags() == kDirect; });
+    EXPECT_TRUE(eventually([&] { return there->getFlags() == kDirect; }));
   }
   ~Cable() {
     shell(

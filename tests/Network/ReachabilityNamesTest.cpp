@@ -27,9 +27,9 @@ TEST_F(ReachabilityNamespace, ANameIsResolvedInTheBackgroundAndAgainWhenTheNetwo
   replaceFile("/etc/hosts", "127.0.0.1 localhost\n0.0.0.0 nowhere.test\n");
   replaceFile("/etc/resolv.conf", "nameserver 203.0.113.53\n");  // there is no way to it
   const auto localhost = named("localhost"), nowhere = named("nowhere.test"), later = named("later.test");
-  EXPECT_TRUE(soon([&] { return localhost->getFlags() == kLocal; }));
-  EXPECT_TRUE(soon([&] { return nowhere->getFlags() == kNone; }));
-  EXPECT_TRUE(soon([&] { return later->getFlags() == kNone; }));
+  EXPECT_TRUE(eventually([&] { return localhost->getFlags() == kLocal; }));
+  EXPECT_TRUE(eventually([&] { return nowhere->getFlags() == kNone; }));
+  EXPECT_TRUE(eventually([&] { return later->getFlags() == kNone; }));
   ReachabilityRecorder recorder;
   recorder.watch(later, queue_);
   std::ofstream("/etc/hosts", std::ios::app) << "10.9.0.2 later.test\n";
@@ -47,11 +47,11 @@ TEST_F(ReachabilityNamespace, ASilentNameServerBlocksNobodyAndIsAskedAgain) {
   named("gone.test").reset();  // while it is being asked for
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
   const auto localhost = named("localhost");
-  EXPECT_TRUE(soon([&] { return localhost->getFlags() == kLocal; }));
+  EXPECT_TRUE(eventually([&] { return localhost->getFlags() == kLocal; }));
   EXPECT_FALSE(silent->getFlags());
-  EXPECT_TRUE(soon([&] { return silent->getFlags() == kNone; }));
+  EXPECT_TRUE(eventually([&] { return silent->getFlags() == kNone; }));
   std::ofstream("/etc/hosts", std::ios::app) << "10.9.0.2 silent.test\n";
-  EXPECT_TRUE(soon([&] { return silent->getFlags() == kDirect; }));
+  EXPECT_TRUE(eventually([&] { return silent->getFlags() == kDirect; }));
 }
 
 TEST_F(ReachabilityNamespace, NumbersAreAddressesAndWhatIsNoNameIsRefused) {
@@ -104,7 +104,7 @@ TEST_F(ReachabilityNamespace, CellularLinksAreKnownByTheirKind) {
   EXPECT_EQ(whole()->getFlags(), kDirect);
   ASSERT_TRUE(shell(
       "ip link set v0 down && ip link set v0 name w0 && ip link set w0 up && ip route add default dev w0"));
-  EXPECT_TRUE(soon([] { return whole()->getFlags() == kWWAN; }));
+  EXPECT_TRUE(eventually([] { return whole()->getFlags() == kWWAN; }));
   shell("ip link del w0");
 }
 

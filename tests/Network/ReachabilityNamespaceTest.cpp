@@ -127,7 +127,7 @@ TEST_F(ReachabilityNamespace, TheMainThreadListensWhileItRunsItsQueueAndAnotherW
   told.mainRuns = false;
   ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
   const auto& reports = told.reports;
-  ASSERT_TRUE(soon([&] {
+  ASSERT_TRUE(eventually([&] {
     std::size_t count = 0;
     brief->sync([&] { count = reports.size(); });
     return count == 21;
@@ -158,11 +158,11 @@ TEST_F(ReachabilityNamespace, WhatACallbackRefersToIsHeldWhileItMayBeCalled) {
   EXPECT_EQ(holders, 1);
   ASSERT_TRUE(target->setDispatchQueue(queue_));
   ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
-  EXPECT_TRUE(soon([] { return holders == 0; }));
+  EXPECT_TRUE(eventually([] { return holders == 0; }));
   ASSERT_TRUE(target->setCallback(callback, &context));
   target.reset();
   queue_->sync([] {});
-  EXPECT_TRUE(soon([] { return holders == 0; }));
+  EXPECT_TRUE(eventually([] { return holders == 0; }));
 }
 
 TEST(Reachability, WithoutASocketThereIsNoTarget) {

@@ -31,7 +31,7 @@ TEST_P(ReachabilityStory, IsToldStepByStep) {
   std::vector<Flags> changes{kNone};
   for (const auto& [command, flags] : GetParam().steps) {
     ASSERT_TRUE(shell(command)) << command;
-    ASSERT_TRUE(soon([&, expected = flags] { return target->getFlags() == expected; })) << command;
+    ASSERT_TRUE(eventually([&, expected = flags] { return target->getFlags() == expected; })) << command;
     EXPECT_EQ(whole()->getFlags(), flags) << command;
     if (changes.back() != flags) changes.push_back(flags);
     EXPECT_TRUE(recorder.waitForCount(changes.size() - 1)) << command;

@@ -214,9 +214,9 @@ TEST(GlobalQueue, TasksThatBlockDoNotStarveTheOneTheyWaitFor) {
       open.wait();
       ++ended;
     });
-  EXPECT_TRUE(eventuallyTrue([&] { return waiting == 40; }));
+  EXPECT_TRUE(eventually([&] { return waiting == 40; }));
   DispatchQueue::serial()->async([&] { open.count_down(); });
-  EXPECT_TRUE(eventuallyTrue([&] { return ended == 40; }));
+  EXPECT_TRUE(eventually([&] { return ended == 40; }));
 }
 
 TEST(SerialQueue, LivesUntilItsLastTaskHasRunWithoutAnOwner) {
@@ -225,7 +225,7 @@ TEST(SerialQueue, LivesUntilItsLastTaskHasRunWithoutAnOwner) {
     const auto queue = DispatchQueue::serial();
     queue->async([&ran, queue = queue.get()] { queue->async([&ran] { ++ran; }); });
   }
-  EXPECT_TRUE(eventuallyTrue([&] { return ran == 200; }));
+  EXPECT_TRUE(eventually([&] { return ran == 200; }));
 }
 
 TEST(SerialQueue, BriefTasksRunHereWhereTheQueueIsIdleAndInTurnWhereItIsNot) {

@@ -80,7 +80,7 @@ class VideoRequested {
  private:
   template <class Done>
   bool waitUntil(Done done) const {
-    return eventuallyTrue([&] {
+    return eventually([&] {
       const std::scoped_lock lock(heard_->mutex);
       return done();
     });

@@ -13,15 +13,9 @@
 
 #include "TQFoundation/Platform/Core/DispatchQueue.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
+#include "tests/support/Eventually.h"
 
 namespace tq::tests {
-
-/// Waits until it is so, and answers whether it is.
-template <class Satisfied>
-bool soon(Satisfied satisfied) {
-  for (int i = 0; i < 20'000 && !satisfied(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  return satisfied();
-}
 
 /// Notes what a target tells, and lets a test wait for it. At its end nothing is told any more.
 class ReachabilityRecorder {
@@ -182,7 +176,7 @@ TYPED_TEST_P(ReachabilityContract, ACallbackMayEndItAllAndLetGoOfTheTarget) {
   this->world_.makeReachable();
   ASSERT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready);
   this->queue_->sync([] {});
-  EXPECT_TRUE(soon([&] { return weak.expired(); }));
+  EXPECT_TRUE(eventually([&] { return weak.expired(); }));
 }
 
 REGISTER_TYPED_TEST_SUITE_P(ReachabilityContract, FlagsAreThoseOfTheMoment,

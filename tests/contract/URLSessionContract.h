@@ -33,7 +33,7 @@ class SessionRecorder final : public platform::NSURLSessionDownloadDelegate {
     EXPECT_EQ(++ends, 1);
   }
   [[nodiscard]] bool wait() const {
-    return eventuallyTrue([this] { return ends > 0; });
+    return eventually([this] { return ends > 0; });
   }
 
   std::vector<std::string> events;
@@ -108,7 +108,7 @@ TYPED_TEST_P(URLSessionContract, CancelEndsAStalledTransferOnceAndSoonAndLetsGoO
   task->cancel();
   this->expectError(true);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
-  EXPECT_TRUE(eventuallyTrue([&] { return this->recorder_.use_count() == 1; }));
+  EXPECT_TRUE(eventually([&] { return this->recorder_.use_count() == 1; }));
 }
 
 REGISTER_TYPED_TEST_SUITE_P(URLSessionContract, HandsOverTheWholeBodyOnceWithItsStatusAndThenEnds,

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {
@@ -31,14 +32,6 @@ struct Finished {
   std::string out;
   std::string error;
 };
-
-/// `condition`, waited for up to half a minute.
-template <class Condition>
-[[nodiscard]] bool eventually(Condition condition) {
-  for (int tries = 3000; tries > 0 && !condition(); --tries)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  return condition();
-}
 
 /// Whether this system has terminals to run a program on.
 [[nodiscard]] inline bool hasTerminals() {

@@ -43,6 +43,24 @@ class Screen final : public TQAVAssetLoadProtocol {
   const Step step;
 };
 
+// A photo library that lets a test step in before anybody knows a new request's identifier.
+class SteppedInto final : public PHImageManager {
+ public:
+  using Step = std::function<void()>;
+  SteppedInto(std::shared_ptr<PHImageManager> photos, Step step) : photos_(std::move(photos)), step_(step) {}
+  PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> video, PHVideoRequestOptions options,
+                                          ResultHandler resultHandler) override {
+    const auto id = photos_->requestAVAssetForVideo(video, std::move(options), std::move(resultHandler));
+    if (step_) step_();
+    return id;
+  }
+  void cancelImageRequest(PHImageRequestID request) override { photos_->cancelImageRequest(request); }
+
+ private:
+  const std::shared_ptr<PHImageManager> photos_;
+  const Step step_;
+};
+
 // A host that sends videos of a shared album down the path for shared videos.
 class SharingLoader final : public TQAVAssetLoader {
  public:
@@ -68,13 +86,13 @@ class AssetLoader : public testing::Test {
     TQAVAssetLoader::Videos videos;
     for (const auto& name : names) videos.push_back(std::make_shared<const PHAsset>(name));
     screen_ = std::make_shared<Screen>(std::move(step_));
-    loader_ = std::make_shared<SharingLoader>(videos, screen_,
-                                              TQAVAssetLoaderPorts{.photos = photos_,
-                                                                   .volumes = volume_,
-                                                                   .makeSession = network_->maker(),
-                                                                   .mainQueue = queue_,
-                                                                   .setUpQueue = queue_,
-                                                                   .temporaryDirectory = folder_.path()});
+    const TQAVAssetLoaderPorts ports{.photos = std::make_shared<SteppedInto>(photos_, duringRequest_),
+                                     .volumes = volume_,
+                                     .makeSession = network_->maker(),
+                                     .mainQueue = queue_,
+                                     .setUpQueue = queue_,
+                                     .temporaryDirectory = folder_.path()};
+    loader_ = std::make_shared<SharingLoader>(videos, screen_, ports);
   }
   void start() {
     loader_->startLoad();
@@ -99,7 +117,8 @@ class AssetLoader : public testing::Test {
   std::shared_ptr<FakeImageManager> photos_ = FakeImageManager::make(queue_);
   std::shared_ptr<FakeNetwork> network_ = FakeNetwork::make(queue_);
   std::shared_ptr<FixedVolumeInfo> volume_ = std::make_shared<FixedVolumeInfo>(kMinDiskspace + 1);
-  Screen::Step step_;  // the next screen's
+  Screen::Step step_;                // the next screen's
+  SteppedInto::Step duringRequest_;  // the next loader's
   std::shared_ptr<Screen> screen_;
   std::shared_ptr<SharingLoader> loader_;
 };
@@ -179,6 +198,10 @@ TEST_F(AssetLoader, ACancelReachesTheRequestAndTheDownload) {
   load({"a"});
   loader_->cancelLoad();
   EXPECT_EQ(photos_->requestsCancelled(), 1U);
+  duringRequest_ = [&] { loader_->cancelLoad(); };
+  load({"a"});
+  EXPECT_EQ(photos_->requestsCancelled(), 2U);
+  duringRequest_ = {};
   network_->add("http://host/slow", {.progress = {1}, .expected = 10, .stalls = true});
   addShared("shared", "http://host/slow");
   load({"shared"});

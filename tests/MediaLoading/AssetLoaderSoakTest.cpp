@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <iostream>
 #include <random>
 
@@ -20,6 +22,7 @@ using namespace platform;
 class WatchedLoad final : public TQAVAssetLoadProtocol, public std::enable_shared_from_this<WatchedLoad> {
  public:
   void start(const TQAVAssetLoader::Videos& videos, const TQAVAssetLoaderPorts& ports) {
+    count_ = videos.size();
     loader = TQAVAssetLoader::initWithVideos(videos, weak_from_this(), ports);
     loader->startLoad();
   }
@@ -29,7 +32,7 @@ class WatchedLoad final : public TQAVAssetLoadProtocol, public std::enable_share
   }
   void loadingStarted() override { ++starts; }
   void loadingProgress(double) override { EXPECT_FALSE(cancelledOnMain_); }
-  void loadingCompleted(const TQLoadedAssets& assets) override { end(assets.size() == 4); }
+  void loadingCompleted(const TQLoadedAssets& assets) override { end(assets.size() == count_); }
   void loadingFailedWithError(const NSError&) override { end(true); }
   void loadingCancelled() override {
     cancelledOnMain_ = DispatchQueue::main()->isCurrent();
@@ -49,6 +52,7 @@ class WatchedLoad final : public TQAVAssetLoadProtocol, public std::enable_share
     ++ends;
   }
 
+  std::size_t count_ = 0;
   std::atomic<bool> cancelledOnMain_ = false;
   std::recursive_mutex mutex_;
 };
@@ -98,6 +102,30 @@ TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
   std::cout << cancelled << " cancelled, the rest completed or failed first\n";
   EXPECT_GT(cancelled, 0);
   EXPECT_LT(cancelled, kRounds * kAtOnce);
+}
+
+// Of loads that end at once, each cancelled at about the moment of its end.
+TEST(AssetLoaderSoak, AnEndAndACancelOfTheSameMomentAreToldAsOneOfTheTwo) {
+  using Clock = std::chrono::steady_clock;
+  const auto queue = DispatchQueue::serial();
+  const TQAVAssetLoaderPorts ports{
+      .photos = doubles::FakeImageManager::make(), .mainQueue = DispatchQueue::serial(), .setUpQueue = queue};
+  std::mt19937 random(7);
+  int cancelled = 0;
+  double longest = 20'000;  // in nanoseconds, until the cancel; follows the speed of this machine
+  for (int round = 0; round < 30'000; ++round) {
+    const auto load = std::make_shared<WatchedLoad>();
+    load->start({}, ports);
+    const auto moment = Clock::now() + std::chrono::nanoseconds(random() % static_cast<unsigned>(longest));
+    while (Clock::now() < moment && load->ends == 0) std::this_thread::yield();
+    load->cancel();
+    queue->sync([] {});
+    ASSERT_EQ(load->ends, 1) << round;
+    cancelled += load->cancelled ? 1 : 0;
+    longest = std::clamp(longest * (load->cancelled ? 1.01 : 0.99), 100.0, 1e6);
+  }
+  EXPECT_GT(cancelled, 0);
+  EXPECT_LT(cancelled, 30'000);
 }
 
 }  // namespace

@@ -26,11 +26,8 @@
 namespace tq::bench {
 namespace {
 
-constexpr std::string_view kArea = "dates";
-constexpr int kRounds = 9;
 constexpr const char* kZone = "Europe/Kyiv";
 constexpr double kFirst = 1'600'000'000'000;
-constexpr double kStep = 93'784'511.25;  // a day and some, so that most days differ
 constexpr double kThirtyYears = 30 * 31'556'952'000.0 + 12'345;
 constexpr std::size_t kDates = 1000;
 
@@ -43,7 +40,7 @@ void enter(const std::string& name, const Work& work) {
       [work](benchmark::State& state) {
         std::size_t n = 0;
         for ([[maybe_unused]] const auto iteration : state)
-          benchmark::DoNotOptimize(work(kFirst + kStep * static_cast<double>(n++ % kDates)));
+          benchmark::DoNotOptimize(work(kFirst + kDatesStep * static_cast<double>(n++ % kDates)));
       })
       ->UseRealTime()
       ->MinTime(0.03);
@@ -138,16 +135,16 @@ void measureCalendar() {
 #if TQ_PEER_QT
   enterQt();
 #else
-  printLeftOut(kArea, "Qt");
+  printLeftOut(kDatesArea, "Qt");
 #endif
-  auto figures = runGoogleBenchmarks(kRounds);
+  auto figures = runGoogleBenchmarks(kDatesRounds);
   benchmark::ClearRegisteredBenchmarks();
   const auto row = [&](const char* key, const char* work, double target) {
-    print(kArea, {.work = work,
-                  .unit = "ns",
-                  .samples = figures[key],
-                  .target = target,
-                  .against = Figure::Against::limit});
+    print(kDatesArea, {.work = work,
+                       .unit = "ns",
+                       .samples = figures[key],
+                       .target = target,
+                       .against = Figure::Against::limit});
   };
   row("start", "the start of a day (limit: ICU, calendar kept)", 1.2);
   row("tomorrow", "tomorrow's noon (limit: ICU, calendar kept)", 1.2);

@@ -31,17 +31,14 @@
 namespace tq::bench {
 namespace {
 
-constexpr std::string_view kArea = "dates";
-constexpr int kRounds = 9;
 constexpr const char* kPattern = "dd MMM, yyyy";
 constexpr double kFirst = 1'700'000'000'000;
-constexpr double kStep = 93'784'511.25;  // a day and some, so that most days differ
 
 // A contender: what it makes of the n-th of a row of dates.
 using Work = std::function<std::string(std::size_t)>;
 
 double moment(std::size_t n) {
-  return kFirst + kStep * static_cast<double>(n % 1000);
+  return kFirst + kDatesStep * static_cast<double>(n % 1000);
 }
 
 platform::Date date(std::size_t n) {
@@ -180,7 +177,7 @@ void enterDurations() {
       },
       byHand);
 #else
-  printLeftOut(kArea, "fmt");
+  printLeftOut(kDatesArea, "fmt");
 #endif
 }
 
@@ -210,19 +207,20 @@ void measureDatesText() {
   enterHeadings();
   enterReading();
   enterDurations();
-  auto figures = runGoogleBenchmarks(kRounds);
+  auto figures = runGoogleBenchmarks(kDatesRounds);
   benchmark::ClearRegisteredBenchmarks();
   const auto row = [&](const char* key, const char* work, double target) {
-    print(kArea, {.work = work, .unit = "ns", .samples = figures[key], .target = target});
+    print(kDatesArea, {.work = work, .unit = "ns", .samples = figures[key], .target = target});
   };
   row("heading", "heading of a date, ICU's formatter and calendar kept", 1.1);
   row("heading-cloned", "heading of a date, ICU's formatter cloned each time", 0.1);
-  print(kArea, {.work = "heading of a date by two threads, each (limit: by one)",
-                .unit = "ns",
-                .samples = interleaved(kRounds, {{std::string(kOurs), [] { return headingsBy(2); }},
-                                                 {std::string(kLimit), [] { return headingsBy(1); }}}),
-                .target = 1 / 1.6,
-                .against = Figure::Against::limit});
+  print(kDatesArea,
+        {.work = "heading of a date by two threads, each (limit: by one)",
+         .unit = "ns",
+         .samples = interleaved(kDatesRounds, {{std::string(kOurs), [] { return headingsBy(2); }},
+                                               {std::string(kLimit), [] { return headingsBy(1); }}}),
+         .target = 1 / 1.6,
+         .against = Figure::Against::limit});
   row("reading", "reading such a heading, ICU's formatter and calendar kept", 1.1);
   row("day", "heading written and read back, ICU's kept", 1.1);
   row("duration", "duration text (limit: digits by hand)", 0.3);

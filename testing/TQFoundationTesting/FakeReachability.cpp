@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Core/ReachabilityRegistration.h"
 
 namespace tq::doubles {
 
@@ -39,9 +40,9 @@ class FakeReachability::Target final : public SCNetworkReachability,
   bool setCallback(SCNetworkReachabilityCallBack callback,
                    const SCNetworkReachabilityContext* context) override {
     if (callback != nullptr && state_->refused().callbacks) return false;
+    auto registration = ReachabilityRegistration::make(callback, context);
     const std::scoped_lock lock(mutex_);
-    callback_ = callback;
-    context_ = context == nullptr ? SCNetworkReachabilityContext{} : *context;
+    registration_.swap(registration);
     return true;
   }
 
@@ -56,8 +57,8 @@ class FakeReachability::Target final : public SCNetworkReachability,
     const auto on = queue();
     if (!on) return;
     on->async([self = shared_from_this()] {
-      const auto [callback, context] = self->registration();
-      if (callback != nullptr) callback(self, self->state_->now().value_or(0), context.info);
+      if (const auto registration = self->registration())
+        registration->call(self, self->state_->now().value_or(0));
     });
   }
 
@@ -66,18 +67,17 @@ class FakeReachability::Target final : public SCNetworkReachability,
     return queue_;
   }
 
-  bool isRegistered() const { return queue() != nullptr || registration().first != nullptr; }
+  bool isRegistered() const { return queue() != nullptr || registration() != nullptr; }
 
  private:
-  std::pair<SCNetworkReachabilityCallBack, SCNetworkReachabilityContext> registration() const {
+  std::shared_ptr<const ReachabilityRegistration> registration() const {
     const std::scoped_lock lock(mutex_);
-    return {callback_, context_};
+    return registration_;
   }
 
   const std::shared_ptr<State> state_;
   mutable std::mutex mutex_;
-  SCNetworkReachabilityCallBack callback_ = nullptr;
-  SCNetworkReachabilityContext context_;
+  std::shared_ptr<const ReachabilityRegistration> registration_;
   std::shared_ptr<DispatchQueue> queue_;
 };
 

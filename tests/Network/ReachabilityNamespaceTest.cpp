@@ -139,32 +139,6 @@ TEST_F(ReachabilityNamespace, TheMainThreadListensWhileItRunsItsQueueAndAnotherW
   EXPECT_TRUE(target->setDispatchQueue(nullptr));
 }
 
-TEST_F(ReachabilityNamespace, WhatACallbackRefersToIsHeldWhileItMayBeCalled) {
-  static std::atomic<int> holders;
-  holders = 0;
-  const SCNetworkReachabilityContext context{.retain =
-                                                 [](const void* info) {
-                                                   ++holders;
-                                                   return info;
-                                                 },
-                                             .release = [](const void*) { --holders; }};
-  auto target = whole();
-  const auto callback = [](const SCNetworkReachabilityRef& caller, Flags, void*) {
-    EXPECT_TRUE(caller->setCallback(nullptr, nullptr));
-    EXPECT_EQ(holders, 1);
-  };
-  ASSERT_TRUE(target->setCallback(callback, &context));
-  ASSERT_TRUE(target->setCallback(callback, &context));
-  EXPECT_EQ(holders, 1);
-  ASSERT_TRUE(target->setDispatchQueue(queue_));
-  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
-  EXPECT_TRUE(eventually([] { return holders == 0; }));
-  ASSERT_TRUE(target->setCallback(callback, &context));
-  target.reset();
-  queue_->sync([] {});
-  EXPECT_TRUE(eventually([] { return holders == 0; }));
-}
-
 TEST(Reachability, WithoutASocketThereIsNoTarget) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizers of this build take descriptors of their own to look at memory";

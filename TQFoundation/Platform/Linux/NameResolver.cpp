@@ -55,15 +55,11 @@ int lookUp(const std::string& name, int flags, NetworkAddresses& addresses) {
   return 0;
 }
 
-// A name that somebody has pointed at the all-zero address leads nowhere, and not to the network as a whole.
-bool leadsNowhere(const NetworkAddress& address) {
-  return address.bytes == std::array<std::uint8_t, 16>{};
-}
-
 ResolvedName resolved(const std::string& name) {
   ResolvedName result;
   const int error = lookUp(name, 0, result.addresses);
-  std::erase_if(result.addresses, &leadsNowhere);
+  // A name that somebody has pointed there leads nowhere, and not to the network as a whole.
+  std::erase_if(result.addresses, [](const NetworkAddress& address) { return address.isAllZero(); });
   result.mayComeLater = error == EAI_AGAIN || error == EAI_MEMORY || error == EAI_SYSTEM;
   return result;
 }

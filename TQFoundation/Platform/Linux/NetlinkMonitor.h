@@ -31,7 +31,7 @@ class NetlinkWatcher {
 
 /// Listens to the kernel and has every watcher look again after whatever it says.
 ///
-/// What it says is never believed, nor even read: a link that goes down takes its IPv4 routes with it without
+/// What it says is never believed: a link that goes down takes its IPv4 routes with it without
 /// a word about them, and a message may be lost or forged. That something was said is reason enough to look.
 ///
 /// Callable from any thread. A thread of its own listens, and does not run callbacks other than brief ones.

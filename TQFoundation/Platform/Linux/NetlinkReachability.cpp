@@ -4,28 +4,6 @@
 
 namespace tq::platform {
 
-// The callback and its context, which is held for as long as anybody may still make the call.
-class NetlinkReachability::Registration {
- public:
-  Registration(SCNetworkReachabilityCallBack callback, const SCNetworkReachabilityContext& context)
-      : callback_(callback), context_(context) {
-    if (context_.retain != nullptr) context_.retain(context_.info);
-  }
-  ~Registration() {
-    if (context_.release != nullptr) context_.release(context_.info);
-  }
-  Registration(const Registration&) = delete;
-  Registration& operator=(const Registration&) = delete;
-
-  void call(const SCNetworkReachabilityRef& target, Flags flags) const {
-    callback_(target, flags, context_.info);
-  }
-
- private:
-  const SCNetworkReachabilityCallBack callback_;
-  const SCNetworkReachabilityContext context_;
-};
-
 NetlinkReachability::NetlinkReachability(NetlinkMonitor& monitor, std::optional<NetworkAddresses> addresses)
     : monitor_(monitor) {
   if (addresses) addresses_ = std::make_shared<const NetworkAddresses>(std::move(*addresses));
@@ -59,10 +37,7 @@ std::optional<SCNetworkReachabilityFlags> NetlinkReachability::look() {
 
 bool NetlinkReachability::setCallback(SCNetworkReachabilityCallBack callback,
                                       const SCNetworkReachabilityContext* context) {
-  auto registration = callback == nullptr
-                          ? nullptr
-                          : std::make_shared<const Registration>(
-                                callback, context == nullptr ? SCNetworkReachabilityContext{} : *context);
+  auto registration = ReachabilityRegistration::make(callback, context);
   const std::scoped_lock lock(mutex_);
   registration_.swap(registration);
   return true;
@@ -103,7 +78,7 @@ std::shared_ptr<DispatchQueue> NetlinkReachability::lookAgain() {
 // Whichever task comes first takes the oldest change. Who has set another queue meanwhile has started anew.
 void NetlinkReachability::deliver() {
   Flags flags = 0;
-  std::shared_ptr<const Registration> registration;
+  std::shared_ptr<const ReachabilityRegistration> registration;
   {
     const std::scoped_lock lock(mutex_);
     if (!queue_ || !queue_->isCurrent() || undelivered_.empty()) return;

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "TQFoundation/Platform/Core/ReachabilityRegistration.h"
 #include "TQFoundation/Platform/Linux/NameResolver.h"
 #include "TQFoundation/Platform/Linux/NetlinkMonitor.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
@@ -34,7 +35,6 @@ class NetlinkReachability : public SCNetworkReachability,
 
  private:
   using Flags = SCNetworkReachabilityFlags;
-  class Registration;
 
   struct Seen {
     std::uint64_t state = 0;  // the monitor's number for the network; none is 0
@@ -47,7 +47,7 @@ class NetlinkReachability : public SCNetworkReachability,
   std::mutex mutex_;
   std::shared_ptr<const NetworkAddresses> addresses_;  // null before a name's first resolution
   Seen seen_;
-  std::shared_ptr<const Registration> registration_;
+  std::shared_ptr<const ReachabilityRegistration> registration_;
   std::shared_ptr<DispatchQueue> queue_;
   std::optional<Flags> reported_;
   std::deque<Flags> undelivered_;

@@ -22,10 +22,6 @@ using Family = NetworkAddress::Family;
 // both probes follow such a one, the network is reachable.
 constexpr std::uint8_t kWideLength = 8;
 
-bool isWhole(const NetworkAddress& address) {
-  return address.bytes == std::array<std::uint8_t, 16>{};
-}
-
 }  // namespace
 
 std::unique_ptr<NetlinkView> NetlinkView::open() {
@@ -41,7 +37,7 @@ NetlinkView::NetlinkView(NetlinkSocket socket)
 std::optional<Flags> NetlinkView::look(const NetworkAddresses& addresses) {
   const std::scoped_lock lock(mutex_);
   for (const auto& address : addresses) {
-    const auto flags = isWhole(address) ? lookAtWhole() : lookAt(address);
+    const auto flags = address.isAllZero() ? lookAtWhole() : lookAt(address);
     if (flags != Flags{0}) return flags;
   }
   return Flags{0};

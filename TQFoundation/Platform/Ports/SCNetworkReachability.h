@@ -43,8 +43,8 @@ using SCNetworkReachabilityRef = std::shared_ptr<SCNetworkReachability>;
 using SCNetworkReachabilityCallBack = void (*)(const SCNetworkReachabilityRef& target,
                                                SCNetworkReachabilityFlags flags, void* info);
 
-/// What goes with a callback. A target keeps a copy, calls none of the three functions that are absent, and
-/// owns nothing that `info` points to.
+/// What goes with a callback. A target keeps a copy; it calls `retain` before the first call can come and
+/// `release` after the last, where they are there, and otherwise owns nothing that `info` points to.
 struct SCNetworkReachabilityContext {
   std::int64_t version = 0;
   void* info = nullptr;
@@ -60,6 +60,8 @@ struct NetworkAddress {
   Family family = Family::ipv4;
   std::array<std::uint8_t, 16> bytes = {};  ///< In network order: the first 4 of them, or all 16.
   std::uint32_t scope = 0;                  ///< Index of the interface of a link-local IPv6 address.
+
+  [[nodiscard]] bool isAllZero() const { return bytes == std::array<std::uint8_t, 16>{}; }
 
   friend bool operator==(const NetworkAddress&, const NetworkAddress&) = default;
 };

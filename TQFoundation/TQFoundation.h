@@ -22,6 +22,6 @@
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
 #include "TQFoundation/Network/TQNetworkObserver.h"
 #include "TQFoundation/Network/TQReachability.h"
-#include "TQFoundation/Platform/Core/NSNotificationCenter.h"
+#include "TQFoundation/Platform/Notifications/NSNotificationCenter.h"
 #include "TQFoundation/StateMachine/AAPLStateMachine.h"
 #include "TQFoundation/TQFoundationVersion.h"

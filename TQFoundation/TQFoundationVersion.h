@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 extern "C" {
 /// The version of the library that is linked, as a number.

@@ -20,7 +20,7 @@
 
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
 #include "TQFoundation/Extensions/TQDurationExtensions.h"
-#include "TQFoundation/Platform/Core/TimeZone.h"
+#include "TQFoundation/Platform/TimeZones/TimeZone.h"
 #include "benchmarks/Bench.h"
 #include "benchmarks/Dates.h"
 

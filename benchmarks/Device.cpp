@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "TQFoundation/Extensions/TQDeviceExtensions.h"
-#include "TQFoundation/Platform/Core/Locale.h"
-#include "TQFoundation/Platform/Core/NSByteCountFormatter.h"
+#include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
+#include "TQFoundation/Platform/Localization/Locale.h"
 #include "benchmarks/Bench.h"
 
 #if TQ_PEER_ABSEIL

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "TQFoundation/Extensions/TQFileManagerExtensions.h"
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Log/Log.h"
 #include "benchmarks/Bench.h"
 
 namespace tq::bench {

@@ -13,7 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "TQFoundation/Platform/Core/NSNotificationCenter.h"
+#include "TQFoundation/Platform/Notifications/NSNotificationCenter.h"
 #include "benchmarks/Bench.h"
 
 #if TQ_PEER_QT

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 #include "benchmarks/Bench.h"
 
 #if TQ_PEER_ASIO

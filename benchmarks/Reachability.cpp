@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "TQFoundation/Network/TQNetworkObserver.h"
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 #include "benchmarks/Bench.h"
 #include "tests/support/KernelRoutes.h"
 

@@ -3,23 +3,23 @@ find_package(CURL REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(libmnl REQUIRED QUIET IMPORTED_TARGET libmnl)
 set(TQ_ADAPTER_SOURCES
-  Platform/Default/CurlEngine.cpp
-  Platform/Default/CurlTransfer.cpp
-  Platform/Default/CurlURLSession.cpp
-  Platform/Default/SystemClock.cpp
-  Platform/Linux/LinuxDeviceInfo.cpp
-  Platform/Linux/Epoll.cpp
-  Platform/Linux/NameResolver.cpp
-  Platform/Linux/NetlinkLinks.cpp
-  Platform/Linux/NetlinkMonitor.cpp
-  Platform/Linux/NetlinkNamedReachability.cpp
-  Platform/Linux/NetlinkReachability.cpp
-  Platform/Linux/NetlinkReachabilityProvider.cpp
-  Platform/Linux/NetlinkRouteMessage.cpp
-  Platform/Linux/NetlinkRoutes.cpp
-  Platform/Linux/NetlinkSocket.cpp
-  Platform/Linux/NetlinkView.cpp
-  Platform/Linux/StatvfsVolumeInfo.cpp)
+  Platform/Adapters/Curl/CurlEngine.cpp
+  Platform/Adapters/Curl/CurlTransfer.cpp
+  Platform/Adapters/Curl/CurlURLSession.cpp
+  Platform/Adapters/Linux/Epoll.cpp
+  Platform/Adapters/Linux/LinuxDeviceInfo.cpp
+  Platform/Adapters/Linux/NameResolver.cpp
+  Platform/Adapters/Linux/NetlinkLinks.cpp
+  Platform/Adapters/Linux/NetlinkMonitor.cpp
+  Platform/Adapters/Linux/NetlinkNamedReachability.cpp
+  Platform/Adapters/Linux/NetlinkReachability.cpp
+  Platform/Adapters/Linux/NetlinkReachabilityProvider.cpp
+  Platform/Adapters/Linux/NetlinkRouteMessage.cpp
+  Platform/Adapters/Linux/NetlinkRoutes.cpp
+  Platform/Adapters/Linux/NetlinkSocket.cpp
+  Platform/Adapters/Linux/NetlinkView.cpp
+  Platform/Adapters/Posix/StatvfsVolumeInfo.cpp
+  Platform/Adapters/Posix/SystemClock.cpp)
 set(TQ_ADAPTER_LIBRARIES CURL::libcurl PkgConfig::libmnl)
 set(TQ_ADAPTER_PACKAGES CURL)               # what find_package needs of them
 set(TQ_ADAPTER_MODULES libmnl)              # what only pkg-config knows of, as targets PkgConfig::...

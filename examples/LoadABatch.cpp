@@ -1,7 +1,7 @@
 // Loads all videos of a folder, with one progress for them all: load-a-batch FOLDER
 
 #include <TQFoundation/MediaLoading/TQAVAssetLoader.h>
-#include <TQFoundation/Platform/Default/DirectoryPhotoLibrary/DirectoryImageManager.h>
+#include <TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/DirectoryImageManager.h>
 
 #include <iostream>
 

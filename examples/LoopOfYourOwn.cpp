@@ -1,6 +1,6 @@
 // The main queue inside a loop that the program already has, here one around poll().
 
-#include <TQFoundation/Platform/Core/LoopQueue.h>
+#include <TQFoundation/Platform/Queues/LoopQueue.h>
 #include <poll.h>
 
 #include <iostream>

@@ -1,7 +1,7 @@
 // Asks whether there is room for video, and watches that it stays so.
 
 #include <TQFoundation/MediaLoading/TQDiskSpaceHandler.h>
-#include <TQFoundation/Platform/Core/LoopQueue.h>
+#include <TQFoundation/Platform/Queues/LoopQueue.h>
 
 #include <iostream>
 

@@ -1,7 +1,7 @@
 // Hears whether the network can be used, now and whenever that changes.
 
 #include <TQFoundation/Network/TQNetworkObserver.h>
-#include <TQFoundation/Platform/Core/LoopQueue.h>
+#include <TQFoundation/Platform/Queues/LoopQueue.h>
 
 #include <chrono>
 #include <cstdio>

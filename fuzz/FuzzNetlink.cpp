@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "TQFoundation/Platform/Linux/NetlinkRouteMessage.h"
+#include "TQFoundation/Platform/Adapters/Linux/NetlinkRouteMessage.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tq::platform;

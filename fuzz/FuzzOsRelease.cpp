@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "TQFoundation/Platform/Linux/LinuxDeviceInfo.h"
+#include "TQFoundation/Platform/Adapters/Linux/LinuxDeviceInfo.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::string_view kVersionCharacters =

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <variant>
 
-#include "TQFoundation/Platform/Core/StringsTable.h"
+#include "TQFoundation/Platform/Localization/StringsTable.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "TQFoundation/Platform/Core/ZoneRules.h"
+#include "TQFoundation/Platform/TimeZones/ZoneRules.h"
 
 namespace {
 

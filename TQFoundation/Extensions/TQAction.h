@@ -6,7 +6,7 @@
 #include <unordered_map>
 
 #include "TQFoundation/Extensions/TQActionConstants.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq {
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "TQFoundation/Platform/Support/FirstOccurrences.h"
+#include "TQFoundation/Platform/Base/FirstOccurrences.h"
 
 namespace tq {
 

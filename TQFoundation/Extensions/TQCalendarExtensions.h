@@ -3,9 +3,9 @@
 #include <cstdint>
 
 #include "TQFoundation/Extensions/TQDateExtensions.h"
-#include "TQFoundation/Platform/Core/Calendar.h"
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/Clock.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Time/Calendar.h"
 
 namespace tq {
 

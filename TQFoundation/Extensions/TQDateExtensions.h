@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-#include "TQFoundation/Platform/Core/Calendar.h"
-#include "TQFoundation/Platform/Support/Date.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Date.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Time/Calendar.h"
 
 namespace tq {
 

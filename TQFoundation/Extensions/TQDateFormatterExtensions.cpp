@@ -1,6 +1,6 @@
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
 
-#include "TQFoundation/Platform/Core/Bundle.h"
+#include "TQFoundation/Platform/Localization/Bundle.h"
 
 namespace tq {
 

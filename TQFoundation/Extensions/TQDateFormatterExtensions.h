@@ -3,10 +3,10 @@
 #include <string>
 #include <string_view>
 
-#include "TQFoundation/Platform/Core/DateFormatter.h"
-#include "TQFoundation/Platform/Core/Locale.h"
-#include "TQFoundation/Platform/Support/Date.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Date.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Formatting/DateFormatter.h"
+#include "TQFoundation/Platform/Localization/Locale.h"
 
 namespace tq {
 

@@ -4,10 +4,10 @@
 #include <limits>
 #include <utility>
 
-#include "TQFoundation/Platform/Core/Environment.h"
-#include "TQFoundation/Platform/Core/FreeSpace.h"
-#include "TQFoundation/Platform/Core/Locale.h"
-#include "TQFoundation/Platform/Core/NSByteCountFormatter.h"
+#include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Folders/FreeSpace.h"
+#include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
+#include "TQFoundation/Platform/Localization/Locale.h"
 
 namespace tq {
 namespace {

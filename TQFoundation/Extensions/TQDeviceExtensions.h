@@ -5,9 +5,9 @@
 #include <string>
 
 #include "TQFoundation/Extensions/TQDeviceModel.h"
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/DeviceInfo.h"
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
-#include "TQFoundation/Platform/Support/Export.h"
 
 namespace tq {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "TQFoundation/Platform/Core/DateComponentsFormatter.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Formatting/DateComponentsFormatter.h"
 
 namespace tq {
 

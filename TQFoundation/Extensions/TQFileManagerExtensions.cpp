@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "TQFoundation/Extensions/TQPremitiveExtensions.h"
-#include "TQFoundation/Platform/Core/Directories.h"
-#include "TQFoundation/Platform/Core/StandardFolder.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
+#include "TQFoundation/Platform/Folders/StandardFolder.h"
 
 namespace tq {
 namespace {

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <optional>
 
-#include "TQFoundation/Platform/Core/NSFileManager.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/URL.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/URL.h"
+#include "TQFoundation/Platform/Files/NSFileManager.h"
 
 namespace tq {
 

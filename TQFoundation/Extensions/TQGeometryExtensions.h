@@ -1,7 +1,7 @@
 #pragma once
 
-#include "TQFoundation/Platform/Support/CGSize.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/CGSize.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "TQFoundation/Platform/Support/NSNotification.h"
+#include "TQFoundation/Platform/Notifications/NSNotification.h"
 
 namespace tq {
 

@@ -1,6 +1,6 @@
 #include "TQFoundation/Extensions/TQPremitiveExtensions.h"
 
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Log/Log.h"
 
 namespace tq {
 namespace {

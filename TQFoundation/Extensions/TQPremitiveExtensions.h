@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "TQFoundation/Platform/Core/Bundle.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Localization/Bundle.h"
 
 namespace tq {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/URL.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/URL.h"
 
 namespace tq {
 

@@ -10,14 +10,14 @@
 
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
 #include "TQFoundation/MediaLoading/TQVideoAssetTable.h"
-#include "TQFoundation/Platform/Core/Directories.h"
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 
 namespace tq {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
-#include "TQFoundation/Platform/Core/NSFileManager.h"
+#include "TQFoundation/Platform/Files/NSFileManager.h"
 
 namespace tq {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "TQFoundation/Platform/Core/Directories.h"
-#include "TQFoundation/Platform/Core/FreeSpace.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
+#include "TQFoundation/Platform/Folders/FreeSpace.h"
 
 namespace tq {
 namespace {

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "TQFoundation/Platform/Core/RunLoop.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Queues/RunLoop.h"
 
 namespace tq {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "TQFoundation/Platform/Core/NSFileManager.h"
+#include "TQFoundation/Platform/Files/NSFileManager.h"
 
 namespace tq {
 

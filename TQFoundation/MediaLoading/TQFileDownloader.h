@@ -3,11 +3,11 @@
 #include <memory>
 #include <optional>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 
 namespace tq {
 

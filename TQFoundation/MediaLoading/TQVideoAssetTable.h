@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
-#include "TQFoundation/Platform/Support/Export.h"
 
 namespace tq {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "TQFoundation/Network/TQReachability.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
 
 namespace tq {
 

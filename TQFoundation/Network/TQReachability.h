@@ -9,13 +9,13 @@
 #include <string_view>
 #include <variant>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
-#include "TQFoundation/Platform/Core/LoopQueue.h"
-#include "TQFoundation/Platform/Core/NSNotificationCenter.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
+#include "TQFoundation/Platform/Notifications/NSNotification.h"
+#include "TQFoundation/Platform/Notifications/NSNotificationCenter.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
-#include "TQFoundation/Platform/Support/NSNotification.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 
 namespace tq {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/StateMachine/AAPLMessageTable.h"
 
 namespace tq {

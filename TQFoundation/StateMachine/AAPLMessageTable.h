@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq {
 

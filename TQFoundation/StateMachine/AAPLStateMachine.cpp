@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdio>
 
-#include "TQFoundation/Platform/Support/NSLog.h"
+#include "TQFoundation/Platform/Log/NSLog.h"
 
 namespace tq {
 namespace {

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/StateMachine/AAPLEdge.h"
 #include "TQFoundation/StateMachine/AAPLMessageTable.h"
 

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <utility>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
-#include "TQFoundation/Platform/Core/ReachabilityRegistration.h"
+#include "TQFoundation/Platform/Ports/ReachabilityRegistration.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
 namespace tq::doubles {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
-#include "TQFoundation/Platform/Support/Export.h"
 
 namespace tq::doubles {
 

@@ -5,9 +5,9 @@
 #include <fstream>
 #include <utility>
 
-#include "TQFoundation/Platform/Core/Directories.h"
-#include "TQFoundation/Platform/Core/NSFileManager.h"
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
+#include "TQFoundation/Platform/Files/NSFileManager.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 
 namespace tq::doubles {
 

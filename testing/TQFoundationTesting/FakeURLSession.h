@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
 namespace tq::doubles {
 

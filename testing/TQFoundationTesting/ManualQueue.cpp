@@ -3,7 +3,7 @@
 #include <functional>
 #include <utility>
 
-#include "TQFoundation/Platform/Support/Guarded.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
 
 namespace tq::doubles {
 namespace {

@@ -7,9 +7,9 @@
 #include <mutex>
 #include <thread>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
-#include "TQFoundation/Platform/Core/RunLoop.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
+#include "TQFoundation/Platform/Queues/RunLoop.h"
 
 namespace tq::doubles {
 

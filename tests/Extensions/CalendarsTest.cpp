@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "TQFoundation/Extensions/TQDateExtensions.h"
-#include "TQFoundation/Platform/Core/Calendar.h"
+#include "TQFoundation/Platform/Time/Calendar.h"
 #include "tests/support/Dates.h"
 
 namespace tq::tests {

@@ -9,8 +9,8 @@
 #include <random>
 
 #include "TQFoundation/Extensions/TQDeviceExtensions.h"
-#include "TQFoundation/Platform/Core/NSByteCountFormatter.h"
-#include "TQFoundation/Platform/Linux/LinuxDeviceInfo.h"
+#include "TQFoundation/Platform/Adapters/Linux/LinuxDeviceInfo.h"
+#include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
 #include "TQFoundationTesting/FakeDeviceInfo.h"
 #include "TQFoundationTesting/FixedVolumeInfo.h"
 #include "tests/contract/DeviceInfoContract.h"

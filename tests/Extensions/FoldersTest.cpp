@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "TQFoundation/Extensions/TQFileManagerExtensions.h"
-#include "TQFoundation/Platform/Core/Bundle.h"
-#include "TQFoundation/Platform/Core/Directories.h"
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
+#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Log/Log.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {

@@ -17,7 +17,7 @@
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
 #include "TQFoundation/Extensions/TQDurationExtensions.h"
 #include "TQFoundation/Extensions/TQStringExtensions.h"
-#include "TQFoundation/Platform/Core/Bundle.h"
+#include "TQFoundation/Platform/Localization/Bundle.h"
 #include "tests/support/Dates.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "TQFoundation/Extensions/TQStringExtensions.h"
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Log/Log.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <thread>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
 #include "tests/contract/ReachabilityContract.h"
 #include "tests/support/KernelRoutes.h"
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 #include "tests/Network/NetlinkFixture.h"
 
 namespace tq::tests {

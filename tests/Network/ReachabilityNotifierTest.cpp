@@ -10,7 +10,7 @@
 #include "TQFoundation/Extensions/TQNotificationNames.h"
 #include "TQFoundation/Network/TQNetworkObserver.h"
 #include "TQFoundation/Network/TQReachability.h"
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Log/Log.h"
 #include "TQFoundationTesting/FakeReachability.h"
 #include "TQFoundationTesting/ManualQueue.h"
 #include "tests/contract/ReachabilityContract.h"

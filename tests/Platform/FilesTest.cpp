@@ -5,9 +5,9 @@
 #include <barrier>
 #include <thread>
 
-#include "TQFoundation/Platform/Core/Directories.h"
-#include "TQFoundation/Platform/Core/NSFileManager.h"
-#include "TQFoundation/Platform/Support/URL.h"
+#include "TQFoundation/Platform/Base/URL.h"
+#include "TQFoundation/Platform/Files/NSFileManager.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "TQFoundation/Platform/Core/NSNotificationCenter.h"
+#include "TQFoundation/Platform/Notifications/NSNotificationCenter.h"
 
 namespace tq::tests {
 namespace {

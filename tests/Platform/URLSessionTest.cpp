@@ -1,4 +1,4 @@
-#include "TQFoundation/Platform/Core/Directories.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundationTesting/FakeURLSession.h"
 #include "tests/contract/URLSessionContract.h"
 #include "tests/support/LoopbackServer.h"

@@ -4,7 +4,7 @@
 #include <random>
 #include <set>
 
-#include "TQFoundation/Platform/Support/NSLog.h"
+#include "TQFoundation/Platform/Log/NSLog.h"
 #include "TQFoundation/StateMachine/AAPLStateMachine.h"
 
 namespace tq::tests {

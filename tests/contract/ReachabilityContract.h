@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "TQFoundation/Platform/Core/DispatchQueue.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
 #include "tests/support/Eventually.h"
 
 namespace tq::tests {

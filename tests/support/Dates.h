@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "TQFoundation/Platform/Core/Calendar.h"
+#include "TQFoundation/Platform/Time/Calendar.h"
 
 namespace tq::tests {
 

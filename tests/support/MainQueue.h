@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 #include "tests/support/Eventually.h"
 
 namespace tq::tests {

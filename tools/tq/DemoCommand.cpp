@@ -11,7 +11,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "TQFoundation/Platform/Core/Directories.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "tools/tq/DemoClips.h"
 #include "tools/tq/DemoServer.h"
 #include "tools/tq/LoadCommand.h"

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "TQFoundation/Extensions/TQFileManagerExtensions.h"
-#include "TQFoundation/Platform/Core/NSByteCountFormatter.h"
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
+#include "TQFoundation/Platform/Log/Log.h"
 #include "tools/tq/Outcome.h"
 #include "tools/tq/Text.h"
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
-#include "TQFoundation/Platform/Default/DirectoryPhotoLibrary/DirectoryImageManager.h"
+#include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/DirectoryImageManager.h"
 #include "tools/tq/Outcome.h"
 #include "tools/tq/Progress.h"
 #include "tools/tq/Rows.h"

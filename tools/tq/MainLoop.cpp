@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <chrono>
 
-#include "TQFoundation/Platform/Core/LoopQueue.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 #include "tools/tq/Outcome.h"
 
 namespace tq::tool {

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "TQFoundation/Network/TQReachability.h"
-#include "TQFoundation/Platform/Core/LoopQueue.h"
-#include "TQFoundation/Platform/Ports/Log.h"
+#include "TQFoundation/Platform/Log/Log.h"
+#include "TQFoundation/Platform/Queues/LoopQueue.h"
 #include "tools/tq/Outcome.h"
 
 namespace tq::tool {

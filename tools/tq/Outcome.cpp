@@ -6,7 +6,7 @@
 
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
-#include "TQFoundation/Platform/Core/Directories.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "tools/tq/Text.h"
 
 namespace tq::tool {

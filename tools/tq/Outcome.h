@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "TQFoundation/Platform/Support/NSError.h"
+#include "TQFoundation/Platform/Base/NSError.h"
 
 namespace tq::tool {
 

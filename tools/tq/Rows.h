@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "TQFoundation/Platform/Support/AVAsset.h"
+#include "TQFoundation/Platform/Base/AVAsset.h"
 
 namespace tq::tool {
 

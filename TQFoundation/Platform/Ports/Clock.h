@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "TQFoundation/Platform/Support/Date.h"
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Date.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq::platform {
 

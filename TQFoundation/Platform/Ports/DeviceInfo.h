@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq::platform {
 

@@ -7,9 +7,9 @@
 #include <memory>
 #include <optional>
 
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/NSError.h"
-#include "TQFoundation/Platform/Support/URL.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/NSError.h"
+#include "TQFoundation/Platform/Base/URL.h"
 
 namespace tq::platform {
 

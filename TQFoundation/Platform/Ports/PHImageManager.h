@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "TQFoundation/Platform/Support/AVAsset.h"
-#include "TQFoundation/Platform/Support/Export.h"
-#include "TQFoundation/Platform/Support/NSError.h"
+#include "TQFoundation/Platform/Base/AVAsset.h"
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/NSError.h"
 
 namespace tq::platform {
 

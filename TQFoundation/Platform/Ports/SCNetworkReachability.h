@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq::platform {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "TQFoundation/Platform/Support/Export.h"
+#include "TQFoundation/Platform/Base/Export.h"
 
 namespace tq::platform {
 

@@ -1,0 +1,103 @@
+#include <unistd.h>
+
+#include <mutex>
+#include <utility>
+
+#include "TQFoundation/Platform/Adapters/Curl/CurlEngine.h"
+#include "TQFoundation/Platform/Base/Guarded.h"
+#include "TQFoundation/Platform/Queues/DispatchQueue.h"
+
+namespace tq::platform {
+namespace {
+
+class CurlDownloadTask final : public NSURLSessionDownloadTask,
+                               public CurlClient,
+                               public std::enable_shared_from_this<CurlDownloadTask> {
+ public:
+  CurlDownloadTask(NSURLRequest request, NSURLSessionConfiguration configuration,
+                   std::shared_ptr<DispatchQueue> queue, std::weak_ptr<NSURLSessionDownloadDelegate> delegate)
+      : request_(std::move(request)),
+        configuration_(std::move(configuration)),
+        queue_(std::move(queue)),
+        weakDelegate_(std::move(delegate)) {}
+
+  // Both are handed over with the lock held, so that no cancel overtakes the start it is meant for.
+  void resume() override {
+    const std::scoped_lock lock(mutex_);
+    if (begin()) CurlEngine::shared().start(shared_from_this(), request_, configuration_);
+  }
+
+  void cancel() override {
+    const std::scoped_lock lock(mutex_);
+    if (!begin()) return CurlEngine::shared().cancel(shared_from_this());
+    ended(makeError(NSURLErrorDomain, NSURLErrorCancelled,
+                    "cannot fetch " + request_.url.absoluteString() + ": cancelled"),
+          {});
+  }
+
+  [[nodiscard]] std::optional<NSHTTPURLResponse> response() const override { return response_.get(); }
+
+  void responded(NSHTTPURLResponse response) override { response_.set(response); }
+
+  void received(std::int64_t bytes, std::int64_t total, std::int64_t expected) override {
+    queue_->async([self = shared_from_this(), bytes, total, expected] {
+      if (self->delegate_) self->delegate_->didWriteData(*self, bytes, total, expected);
+    });
+  }
+
+  void ended(const std::optional<NSError>& error, const std::filesystem::path& file) override {
+    queue_->async([self = shared_from_this(), error, file] { self->deliverEnd(error, file); });
+  }
+
+ private:
+  // True for the first who starts or cancels the task; the delegate is held from then to the end.
+  bool begin() {
+    if (std::exchange(begun_, true)) return false;
+    delegate_ = weakDelegate_.lock();
+    return true;
+  }
+
+  void deliverEnd(const std::optional<NSError>& error, const std::filesystem::path& file) {
+    const auto delegate = std::move(delegate_);
+    if (!file.empty()) {
+      if (delegate) delegate->didFinishDownloadingToURL(*this, URL::fileURLWithPath(file));
+      ::unlink(file.c_str());
+    }
+    if (delegate) delegate->didCompleteWithError(*this, error);
+  }
+
+  const NSURLRequest request_;
+  const NSURLSessionConfiguration configuration_;
+  const std::shared_ptr<DispatchQueue> queue_;
+  const std::weak_ptr<NSURLSessionDownloadDelegate> weakDelegate_;
+  std::mutex mutex_;
+  bool begun_ = false;
+  std::shared_ptr<NSURLSessionDownloadDelegate> delegate_;  // written before the task is handed to any queue
+  Guarded<std::optional<NSHTTPURLResponse>> response_;
+};
+
+class CurlURLSession final : public NSURLSession {
+ public:
+  CurlURLSession(const NSURLSessionConfiguration& configuration,
+                 std::weak_ptr<NSURLSessionDownloadDelegate> delegate)
+      : configuration_(configuration), delegate_(std::move(delegate)) {}
+
+  [[nodiscard]] std::shared_ptr<NSURLSessionDownloadTask> downloadTaskWithRequest(
+      NSURLRequest request) override {
+    return std::make_shared<CurlDownloadTask>(std::move(request), configuration_, queue_, delegate_);
+  }
+
+ private:
+  const NSURLSessionConfiguration configuration_;
+  const std::weak_ptr<NSURLSessionDownloadDelegate> delegate_;
+  const std::shared_ptr<DispatchQueue> queue_ = DispatchQueue::serial();
+};
+
+}  // namespace
+
+std::shared_ptr<NSURLSession> NSURLSession::sessionWithConfiguration(
+    const NSURLSessionConfiguration& configuration, std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+  return std::make_shared<CurlURLSession>(configuration, std::move(delegate));
+}
+
+}  // namespace tq::platform

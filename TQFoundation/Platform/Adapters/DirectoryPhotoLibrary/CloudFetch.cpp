@@ -1,0 +1,59 @@
+#include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/CloudFetch.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tq::platform {
+
+std::shared_ptr<NSURLSessionDownloadTask> CloudFetch::start(const NSURLSessionMaker& makeSession,
+                                                            CloudOriginal original,
+                                                            const std::atomic<bool>& cancelled,
+                                                            Callbacks callbacks) {
+  auto configuration = NSURLSessionConfiguration::defaultSessionConfiguration();
+  configuration.destinationFolder = original.file.parent_path();
+  const NSURLRequest request{.url = original.url};
+  const std::shared_ptr<CloudFetch> fetch(
+      new CloudFetch(std::move(original), cancelled, std::move(callbacks)));
+  // From here on the started task keeps the fetch alive.
+  auto task = makeSession(configuration, fetch)->downloadTaskWithRequest(request);
+  task->resume();
+  return task;
+}
+
+CloudFetch::CloudFetch(CloudOriginal original, const std::atomic<bool>& cancelled, Callbacks callbacks)
+    : original_(std::move(original)),
+      cancelled_(cancelled),
+      callbacks_(std::move(callbacks)),
+      outcome_(failure(NSURLErrorUnknown, "no file came of it")) {}
+
+void CloudFetch::didWriteData(NSURLSessionDownloadTask&, std::int64_t, std::int64_t totalBytesWritten,
+                              std::int64_t totalBytesExpectedToWrite) {
+  if (totalBytesExpectedToWrite <= 0) return;
+  const double fraction =
+      static_cast<double>(totalBytesWritten) / static_cast<double>(totalBytesExpectedToWrite);
+  callbacks_.progress(std::clamp(fraction, 0.0, 1.0));
+}
+
+// The session's file is gone when this returns: it is looked into and moved here.
+void CloudFetch::didFinishDownloadingToURL(NSURLSessionDownloadTask& task, const URL& location) {
+  const auto response = task.response();
+  const int status = response ? response->statusCode : 0;
+  if (status / 100 != 2) {
+    outcome_ = failure(NSURLErrorBadServerResponse, "the server answered " + std::to_string(status));
+  } else if (const auto file = location.filePath()) {
+    outcome_ = CloudCache::keep(*file, original_, cancelled_);
+  }
+}
+
+void CloudFetch::didCompleteWithError(NSURLSessionDownloadTask&, const std::optional<NSError>& error) {
+  if (error) outcome_ = {.details = std::nullopt, .error = error};
+  if (const auto ended = std::exchange(callbacks_, {}).ended) ended(std::move(outcome_));
+}
+
+VideoProbe CloudFetch::failure(std::int64_t code, const std::string& reason) const {
+  NSError error = makeError(NSURLErrorDomain, code, "cannot fetch " + original_.name + ": " + reason);
+  error.userInfo.emplace(NSURLErrorFailingURLStringErrorKey, original_.url.absoluteString());
+  return {.details = std::nullopt, .error = std::move(error)};
+}
+
+}  // namespace tq::platform

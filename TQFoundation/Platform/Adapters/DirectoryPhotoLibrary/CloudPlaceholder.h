@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "TQFoundation/Platform/Base/NSError.h"
+#include "TQFoundation/Platform/Base/URL.h"
+
+namespace tq::platform {
+
+/// What a placeholder file says: where the original is, or why it does not tell.
+struct CloudPlaceholder {
+  std::optional<URL> original;
+  std::optional<NSError> error;
+};
+
+/// Reads the placeholder `file`: the URL of its first line, which is http or https. Blanks around the URL, a
+/// carriage return and a byte order mark are passed over; of the file no more than 8 KiB is read.
+///
+/// Callable from any thread.
+[[nodiscard]] CloudPlaceholder readCloudPlaceholder(const std::filesystem::path& file);
+
+}  // namespace tq::platform

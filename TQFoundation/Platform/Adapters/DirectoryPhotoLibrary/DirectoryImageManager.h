@@ -1,0 +1,68 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Ports/NSURLSession.h"
+#include "TQFoundation/Platform/Ports/PHImageManager.h"
+
+namespace tq::platform {
+
+/// What a directory photo library may be told.
+struct DirectoryImageManagerOptions {
+  /// Where originals fetched from the cloud are kept. Empty: "CloudVideos" in `userCacheFolder()`.
+  std::filesystem::path cacheFolder = {};
+
+  /// How originals are fetched.
+  NSURLSessionMaker makeSession = NSURLSession::sessionWithConfiguration;
+};
+
+/// The videos of a folder, or why they cannot be listed: one subfolder that cannot be read is reason enough.
+struct DirectoryListing {
+  std::vector<std::shared_ptr<const PHAsset>> videos;  ///< Sorted by identifier.
+  std::optional<NSError> error;
+};
+
+/// A photo library that is a folder: each video file in it, subfolders included, is an asset whose local
+/// identifier is its path within the folder, with "/" between the parts.
+///
+///     auto photos = DirectoryImageManager::make("/home/me/Videos");
+///     auto loader = TQAVAssetLoader::initWithVideos(photos->fetchAssets().videos, screen, {.photos =
+///     photos});
+///
+/// A file `NAME.cloud` says that the video NAME lives in the cloud: its first line is the http or https URL
+/// of the original. That holds beside a file NAME too, which is then no more than a stand-in. With network
+/// access allowed the original is fetched, with progress, into the library's own cache, where it is found the
+/// next time, without the network too. An original that is not there and may not be fetched gives an absent
+/// asset. Another URL in the placeholder is another original, and one found damaged is fetched anew. Whatever
+/// is told of such a video, its result included, has `isInCloud` set. A local video is handed over where it
+/// lies.
+///
+/// An asset is handed over only when it is playable: it has a video stream, a decoder for it is there, and a
+/// first packet can be read. Assets are `AVURLAsset`s of a file, with their details. Anything else gives an
+/// absent asset and an error that names the file and the reason, told to the progress handler (when there is
+/// one) before the result, and in the result's info: of `NSCocoaErrorDomain` for what lies in the folder, of
+/// `NSURLErrorDomain` for what the network did. Only a cancel is told in the result alone.
+///
+/// Names that begin with a dot are no videos, nor is what only a link to a folder leads to. Nothing in the
+/// folder is ever written.
+///
+/// Callable from any thread. The handlers run on a background queue, never inside the call that started the
+/// request; a request under way keeps the library alive.
+class TQ_API DirectoryImageManager : public PHImageManager {
+ public:
+  [[nodiscard]] static std::shared_ptr<DirectoryImageManager> make(std::filesystem::path folder,
+                                                                   DirectoryImageManagerOptions options = {});
+
+  /// All videos of the folder as it is now. Reads directories only, no file: that a video is listed does not
+  /// mean that it is playable.
+  [[nodiscard]] virtual DirectoryListing fetchAssets() const = 0;
+
+  /// Whether `asset` came out of the cloud: its file lies in the library's cache.
+  [[nodiscard]] virtual bool isFetched(const AVAsset& asset) const = 0;
+};
+
+}  // namespace tq::platform

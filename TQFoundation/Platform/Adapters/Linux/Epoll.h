@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+
+#include "TQFoundation/Platform/Base/Descriptor.h"
+
+namespace tq::platform {
+
+/// Sleeps until one of a few descriptors, which it does not own, is readable.
+///
+/// Callable from any thread.
+class Epoll {
+ public:
+  Epoll();
+
+  /// Watches `descriptor` for EPOLLIN and for what else epoll_ctl(2) has. False when the system refuses.
+  bool add(int descriptor, std::uint32_t flags = 0);
+
+  /// Waits for any of them. Answers whether `descriptor` is among those that are readable.
+  [[nodiscard]] bool wait(int descriptor) const;
+
+ private:
+  const Descriptor descriptor_;
+};
+
+}  // namespace tq::platform

@@ -1,0 +1,11 @@
+#include "TQFoundation/Platform/Base/Descriptor.h"
+
+#include <unistd.h>
+
+namespace tq::platform {
+
+Descriptor::~Descriptor() {
+  if (number_ >= 0) ::close(number_);
+}
+
+}  // namespace tq::platform

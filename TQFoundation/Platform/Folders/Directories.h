@@ -1,0 +1,55 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "TQFoundation/Platform/Base/Export.h"
+
+namespace tq::platform {
+
+/// The standard folders of this user and this program.
+///
+///     const auto cache = NSTemporaryDirectory() / "iCloudVideos";
+///
+/// What lies in a folder of many programs bears the name of this one, `applicationName()`.
+///
+/// Each call looks at the environment and the disk anew. Callable from any thread, as long as none changes
+/// the environment meanwhile.
+
+/// The folder for files that nobody will miss: one per user and program, `NAME-UID` in `TMPDIR` (where
+/// that is not an absolute path of a folder, in /var/tmp).
+///
+/// It exists when this returns, is a real folder of this user's, and is open to nobody else (mode 0700).
+/// Where something else has taken the name, a fresh folder with a random ending serves, the same one for the
+/// rest of the process. Where no folder can be made at all the path is answered all the same, and writing
+/// there fails.
+[[nodiscard]] TQ_API std::filesystem::path NSTemporaryDirectory();
+
+/// The user's home folder: `HOME`, else what the system's user list says, else empty.
+[[nodiscard]] TQ_API std::filesystem::path NSHomeDirectory();
+
+/// The folders that desktop programs share, by the XDG rules for user folders.
+enum class UserFolder { documents, videos };
+
+/// The folder that `XDG_CONFIG_HOME/user-dirs.dirs` names, else "Documents" or "Videos" in the home folder.
+/// It need not exist. Empty when there is no home.
+[[nodiscard]] TQ_API std::filesystem::path userFolder(UserFolder folder);
+
+/// The folder for what can be made or fetched again: `XDG_CACHE_HOME`, else ".cache" in the home folder, and
+/// the program's name beneath. It need not exist. Empty when there is no home.
+[[nodiscard]] TQ_API std::filesystem::path userCacheFolder();
+
+/// The folders for what the program keeps for its user, the one to write to first: `XDG_DATA_HOME`, else
+/// ".local/share" in the home folder, and the program's name beneath. They need not exist. None without a
+/// home.
+[[nodiscard]] TQ_API std::vector<std::filesystem::path> applicationSupportDirectories();
+
+/// What the program's folders are called: the main bundle's identifier, else `programName()`. The same for
+/// the life of the process.
+[[nodiscard]] TQ_API const std::string& applicationName();
+
+/// The name of the running program's file, without its folder.
+[[nodiscard]] TQ_API std::string programName();
+
+}  // namespace tq::platform

@@ -1,0 +1,194 @@
+#include "TQFoundation/Platform/Localization/Bundle.h"
+
+#include <unicode/localematcher.h>
+#include <unicode/locid.h>
+
+#include <algorithm>
+#include <fstream>
+#include <optional>
+#include <utility>
+#include <variant>
+
+#include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Localization/StringsTable.h"
+#include "TQFoundation/Platform/Log/Log.h"
+
+namespace tq::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kFolderEnding = ".lproj";
+constexpr const char* kTableName = "Localizable.strings";
+constexpr const char* kInfoName = "Info.strings";
+constexpr std::string_view kIdentifierKey = "CFBundleIdentifier";
+constexpr std::size_t kLongestIdentifier = 100;
+constexpr std::size_t kLargestTable = std::size_t{16} << 20;
+constexpr const char* kLastResort = "en";
+
+// A language's name as in "de_AT.UTF-8@euro": what follows it says nothing about the language.
+void appendLanguage(std::vector<std::string>& languages, std::string_view name) {
+  name = name.substr(0, name.find_first_of(".@"));
+  if (!name.empty() && name != "C" && name != "POSIX") languages.emplace_back(name);
+}
+
+// To the matcher all names of nothing are the same, and so a match.
+bool isLanguage(const icu::Locale& locale) {
+  return !locale.isBogus() && *locale.getLanguage() != '\0';
+}
+
+// The languages that have a table, in an order that does not change from run to run.
+std::vector<std::string> languagesIn(const fs::path& folder) {
+  std::vector<std::string> languages;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    std::string name = entry->path().filename().string();
+    std::error_code ignored;
+    if (!name.ends_with(kFolderEnding) || !fs::exists(entry->path() / kTableName, ignored)) continue;
+    name.resize(name.size() - kFolderEnding.size());
+    if (isLanguage(icu::Locale(name.c_str()))) languages.push_back(std::move(name));
+  }
+  std::sort(languages.begin(), languages.end());
+  return languages;
+}
+
+std::optional<std::size_t> bestMatch(const icu::LocaleMatcher& matcher,
+                                     const std::vector<std::string>& languages) {
+  std::vector<icu::Locale> wanted;
+  wanted.reserve(languages.size());
+  for (const std::string& language : languages) wanted.emplace_back(language.c_str());
+  std::erase_if(wanted, [](const icu::Locale& locale) { return !isLanguage(locale); });
+  UErrorCode status = U_ZERO_ERROR;
+  icu::Locale::RangeIterator<std::vector<icu::Locale>::const_iterator> each(wanted.begin(), wanted.end());
+  const auto result = matcher.getBestMatchResult(each, status);
+  if (U_FAILURE(status) || result.getSupportedIndex() < 0) return std::nullopt;
+  return static_cast<std::size_t>(result.getSupportedIndex());
+}
+
+std::optional<icu::LocaleMatcher> matcherOf(const std::vector<std::string>& offered) {
+  if (offered.empty()) return std::nullopt;
+  icu::LocaleMatcher::Builder builder;
+  for (const std::string& language : offered) builder.addSupportedLocale(icu::Locale(language.c_str()));
+  UErrorCode status = U_ZERO_ERROR;
+  icu::LocaleMatcher matcher = builder.setNoDefaultLocale().build(status);
+  return U_SUCCESS(status) ? std::optional(std::move(matcher)) : std::nullopt;
+}
+
+// The best of those offered, then what suits each of the wanted languages by itself.
+std::vector<std::string> bestLanguages(const std::vector<std::string>& offered,
+                                       const std::vector<std::string>& wanted) {
+  const auto matcher = matcherOf(offered);
+  if (!matcher) return {};
+  std::vector<std::string> result;
+  const auto add = [&](const std::vector<std::string>& languages) {
+    const auto best = bestMatch(*matcher, languages);
+    if (best && std::find(result.begin(), result.end(), offered[*best]) == result.end())
+      result.push_back(offered[*best]);
+  };
+  add(wanted);
+  if (result.empty()) add({kLastResort});
+  for (const std::string& language : wanted) add({language});
+  return result;
+}
+
+// The whole file, or absent when it cannot be read or is larger than any honest table.
+std::optional<std::string> contents(const fs::path& path) {
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) return std::nullopt;
+  const auto size = fs::file_size(path, error);
+  if (error || size > kLargestTable) return std::nullopt;
+  std::string bytes(size, '\0');
+  std::ifstream file(path, std::ios::binary);
+  if (!file.read(bytes.data(), static_cast<std::streamsize>(size))) return std::nullopt;
+  return bytes;
+}
+
+StringsTable refused(const fs::path& path, const std::string& where, std::string_view reason) {
+  std::string line = "Cannot use the strings table " + path.string() + where + ": ";
+  Log::debug(line.append(reason), __FILE__, __func__, __LINE__);
+  return {};
+}
+
+StringsTable tableAt(const fs::path& path) {
+  const auto bytes = contents(path);
+  if (!bytes) return refused(path, "", "it cannot be read or is larger than 16 MiB");
+  auto parsed = parseStringsTable(*bytes);
+  if (const auto* fault = std::get_if<StringsFault>(&parsed))
+    return refused(path, ", line " + std::to_string(fault->line), fault->reason);
+  return std::get<StringsTable>(std::move(parsed));
+}
+
+bool isHarmlessName(std::string_view name) {
+  constexpr std::string_view kAllowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
+  return !name.empty() && name.size() <= kLongestIdentifier && name[0] != '.' &&
+         name.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
+std::string identifierIn(const StringsTable& info) {
+  const auto found = info.find(kIdentifierKey);
+  return found != info.end() && isHarmlessName(found->second) ? found->second : "";
+}
+
+// Without a program's file there is no folder beside it, least of all the present one.
+fs::path mainFolder() {
+  std::error_code error;
+  const fs::path program = fs::read_symlink("/proc/self/exe", error);
+  return error ? fs::path() : program.parent_path() / "Resources";
+}
+
+}  // namespace
+
+Bundle::Bundle(const fs::path& folder, const std::vector<std::string>& languages)
+    : localizations_(languagesIn(folder)) {
+  const auto best = bestLanguages(localizations_, languages);
+  StringsTable table;
+  if (!best.empty()) table = tableAt(folder / (best.front() + std::string(kFolderEnding)) / kTableName);
+  strings_ = std::make_shared<const StringsTable>(std::move(table));
+  std::error_code ignored;
+  if (fs::exists(folder / kInfoName, ignored)) identifier_ = identifierIn(tableAt(folder / kInfoName));
+}
+
+const Bundle& Bundle::main() {
+  static const auto* const bundle = new Bundle(mainFolder());
+  return *bundle;
+}
+
+// Folders are asked for by log sinks as well: what is logged here would come back here.
+const std::string& Bundle::mainIdentifier() {
+  static const auto* const identifier = [] {
+    const auto bytes = contents(mainFolder() / kInfoName);
+    const auto parsed = parseStringsTable(bytes.value_or(""));
+    const auto* const info = std::get_if<StringsTable>(&parsed);
+    return new std::string(info != nullptr ? identifierIn(*info) : "");
+  }();
+  return *identifier;
+}
+
+std::vector<std::string> Bundle::preferredLanguages() {
+  std::vector<std::string> languages;
+  for (std::string_view list = environmentVariable("LANGUAGE").value_or(""); !list.empty();) {
+    const std::size_t end = list.find(':');
+    appendLanguage(languages, list.substr(0, end));
+    list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
+  }
+  for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const std::string_view name = environmentVariable(variable).value_or("");
+    if (name.empty()) continue;
+    appendLanguage(languages, name);
+    break;
+  }
+  return languages;
+}
+
+std::vector<std::string> Bundle::preferredLocalizations(const std::vector<std::string>& languages) const {
+  auto best = bestLanguages(localizations_, languages);
+  if (best.empty()) best.emplace_back(kLastResort);
+  return best;
+}
+
+std::string Bundle::localizedString(std::string_view key) const {
+  const auto found = strings_->find(key);
+  return found == strings_->end() ? std::string(key) : found->second;
+}
+
+}  // namespace tq::platform

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "TQFoundation/Platform/Base/Export.h"
+
+namespace tq::platform {
+
+/// Whose words, digits and customs a text for people follows: a language, and where it matters a script, a
+/// region, a calendar and a numbering.
+///
+///     const Locale german("de");
+///     const Locale serbian("sr-Latn-RS");
+///     const Locale thai("th_TH@calendar=gregorian;numbers=thai");
+///     const Locale user = Locale::current();
+///
+/// Names come from folders and from the environment, so whatever is not the name of a language that Unicode's
+/// locale data knows of is the neutral locale "en_US_POSIX".
+///
+/// Immutable after construction; share freely.
+class TQ_API Locale {
+ public:
+  /// The locale of this name, its parts joined by "_" or "-". After "@" the keywords `calendar` and `numbers`
+  /// may stand, separated by ";"; others, and values that nobody knows, are left out.
+  explicit Locale(std::string_view identifier);
+
+  /// The name in its usual form: "pt-BR" is "pt_BR".
+  [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
+
+  /// The user's locale: the first of `LC_ALL`, `LC_TIME` and `LANG` that is set and not empty, read anew at
+  /// each call.
+  ///
+  /// The system's names become Unicode's: "de_DE.UTF-8@euro" is "de_DE", "sr_RS@latin" is "sr_Latn_RS",
+  /// "ca_ES@valencia" is "ca_ES_VALENCIA", "en_US.UTF-8@calendar=hebrew" keeps its keyword, and "C" as well
+  /// as nothing at all is "en_US_POSIX".
+  ///
+  /// Callable from any thread, as long as none changes the environment meanwhile.
+  [[nodiscard]] static Locale current();
+
+  friend bool operator==(const Locale&, const Locale&) = default;
+
+ private:
+  std::string identifier_;
+};
+
+}  // namespace tq::platform

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string_view>
+
+#include "TQFoundation/Platform/Base/Environment.h"
+
+namespace tq::platform {
+
+/// The name by which the environment calls the user's locale for dates, as it stands there; empty where there
+/// is none. It points into the environment: to be used at once.
+///
+/// Callable from any thread, as long as none changes the environment meanwhile.
+[[nodiscard]] inline std::string_view userLocaleName() {
+  for (const char* const variable : {"LC_ALL", "LC_TIME", "LANG"}) {
+    const auto value = environmentVariable(variable).value_or("");
+    if (!value.empty()) return value;
+  }
+  return {};
+}
+
+}  // namespace tq::platform

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <type_traits>
+
+#include "TQFoundation/Platform/Localization/EnvironmentLook.h"
+#include "TQFoundation/Platform/Localization/Locale.h"
+
+namespace tq::platform {
+
+/// What `make` makes of the user's locale, kept for as long as the environment says the same. It belongs to
+/// the calling thread, until its next call.
+///
+///     const NumberMarks& marks = userLocaleValue<NumberMarks, &numberMarks>();
+///
+/// Callable from any thread, as long as none changes the environment meanwhile.
+template <class T, T (*make)(const Locale&)>
+[[nodiscard]] const T& userLocaleValue() {
+  // So a thread may come here until its very end.
+  static_assert(std::is_trivially_destructible_v<T>);
+  static thread_local constinit EnvironmentLook look;
+  static thread_local constinit T value{};
+  if (!look.isUnchanged()) {
+    value = make(Locale::current());
+    look.take();
+  }
+  return value;
+}
+
+}  // namespace tq::platform

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "TQFoundation/Platform/Base/Export.h"
+
+namespace tq::platform {
+
+/// Whatever has a text to log. Texts are loggable as they stand.
+template <class Item>
+concept Loggable = std::convertible_to<const Item&, std::string_view> || requires(const Item& item) {
+  { item.logDescription() } -> std::convertible_to<std::string>;
+};
+
+/// One line on its way to a log.
+struct LogLine {
+  std::string_view message;
+  std::string_view file;
+  std::string_view function;
+  std::size_t line = 0;
+};
+
+/// The logging framework: hands lines to the host's sink.
+///
+///     Log::setSink([](const LogLine& line) { myLog.write(line.message); });
+///
+/// Until a host sets one, lines go to standard error as "FILE:LINE FUNCTION: MESSAGE".
+///
+/// Callable from any thread. The sink runs on the caller's thread, with no lock held, so it may be called by
+/// several threads at once and may log itself.
+class TQ_API Log {
+ public:
+  using Sink = std::function<void(const LogLine&)>;
+
+  /// Hands `item` to the sink, unchanged. `file`, `function` and `line` say where it comes from.
+  template <Loggable Item>
+  static void debug(const Item& item, std::string_view file, std::string_view function, std::size_t line) {
+    if constexpr (std::convertible_to<const Item&, std::string_view>) {
+      write({.message = item, .file = file, .function = function, .line = line});
+    } else {
+      const std::string text = item.logDescription();
+      write({.message = text, .file = file, .function = function, .line = line});
+    }
+  }
+
+  /// Sends every later line to `sink`; an empty one restores standard error. A line that another thread is
+  /// writing meanwhile goes to the old sink.
+  static void setSink(Sink sink);
+
+ private:
+  static void write(const LogLine& line);
+};
+
+}  // namespace tq::platform

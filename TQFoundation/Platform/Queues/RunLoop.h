@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Queues/Task.h"
+
+namespace tq::platform {
+
+/// A timer that a run loop fires.
+///
+/// Callable from any thread.
+class TQ_API Timer {
+ public:
+  virtual ~Timer() = default;
+
+  /// Stops the timer and lets go of its task. On the loop's own thread nothing is fired after this call; on
+  /// another one a firing that has begun goes to its end.
+  virtual void invalidate() = 0;
+
+  /// Whether the timer will still fire.
+  [[nodiscard]] virtual bool isValid() const = 0;
+};
+
+/// Fires timers on one thread.
+///
+///     auto timer = RunLoop::current()->schedule(10s, Repeats::yes, [] { lookAgain(); });
+///     ...
+///     timer->invalidate();
+///
+/// The timer, and with it whatever its task holds, lives until it is invalidated or, when it does not repeat,
+/// has fired. A loop that nobody runs fires nothing.
+///
+/// Callable from any thread.
+class TQ_API RunLoop {
+ public:
+  enum class Repeats : bool { no, yes };
+
+  virtual ~RunLoop() = default;
+
+  /// Fires `task` on the loop's thread one `interval` from now, and every `interval` after that when it
+  /// repeats. Firings that the loop was too busy for are dropped, not made up for.
+  virtual std::shared_ptr<Timer> schedule(std::chrono::nanoseconds interval, Repeats repeats, Task task) = 0;
+
+  /// The calling thread's loop: the main queue on the thread that runs or drains it (before anybody did, on
+  /// the thread that loaded the library), else a `LoopQueue` of the thread's own.
+  [[nodiscard]] static std::shared_ptr<RunLoop> current();
+};
+
+}  // namespace tq::platform

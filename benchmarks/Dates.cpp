@@ -46,9 +46,9 @@ void enter(const std::string& name, const Work& work) {
       ->MinTime(0.03);
 }
 
-const platform::Calendar& calendar() {
-  static const auto& gregorian = *new platform::Calendar(*platform::Calendar::make(
-      "gregorian", platform::TimeZone::make(kZone).value(), platform::Locale("en_US")));
+const Calendar& calendar() {
+  static const auto& gregorian =
+      *new Calendar(*Calendar::make("gregorian", TimeZone::make(kZone).value(), Locale("en_US")));
   return gregorian;
 }
 

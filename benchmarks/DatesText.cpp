@@ -41,8 +41,8 @@ double moment(std::size_t n) {
   return kFirst + kDatesStep * static_cast<double>(n % 1000);
 }
 
-platform::Date date(std::size_t n) {
-  return platform::Date(platform::Date::duration(moment(n)));
+Date date(std::size_t n) {
+  return Date(Date::duration(moment(n)));
 }
 
 // ICU as it is fastest: a formatter and a calendar of the thread's own, which nothing clones.
@@ -50,9 +50,9 @@ class KeptByICU {
  public:
   KeptByICU()
       : format_(kPattern, icu::Locale(deviceLocale().identifier().c_str()), status_),
-        calendar_(icu::Calendar::createInstance(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(
-                                                    platform::TimeZone::deviceZone().identifier())),
-                                                icu::Locale(deviceLocale().identifier().c_str()), status_)) {}
+        calendar_(icu::Calendar::createInstance(
+            icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(TimeZone::deviceZone().identifier())),
+            icu::Locale(deviceLocale().identifier().c_str()), status_)) {}
 
   std::string text(double time) {
     calendar_->setTime(time, status_);

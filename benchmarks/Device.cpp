@@ -85,14 +85,13 @@ void enterText() {
       [] {
         std::size_t bytes = 0;
         for (const auto count : kCounts)
-          bytes += platform::NSByteCountFormatter::stringFromByteCount(
-                       count, platform::NSByteCountFormatterCountStyleDecimal)
-                       .size();
+          bytes +=
+              NSByteCountFormatter::stringFromByteCount(count, NSByteCountFormatterCountStyleDecimal).size();
         return bytes;
       },
       kCounts.size());
   static const auto icus =
-      icu::number::NumberFormatter::withLocale(icu::Locale(platform::Locale::current().identifier().c_str()));
+      icu::number::NumberFormatter::withLocale(icu::Locale(Locale::current().identifier().c_str()));
   enter(
       "text/ICU",
       [] {

@@ -25,7 +25,7 @@ constexpr int kFolders = 40;
 constexpr int kFilesInEach = 25;
 
 const fs::path& media() {
-  static const fs::path folder = NSFileManager::cloudMediaDirectoryPath();
+  static const fs::path folder = cloudMediaDirectoryPath();
   return folder;
 }
 
@@ -37,7 +37,7 @@ void enterGetter(const char* contender, const Find& find) {
 }
 
 void enterGetters() {
-  enterGetter("ours", [] { return NSFileManager::cloudMediaDirectoryPath(); });
+  enterGetter("ours", [] { return cloudMediaDirectoryPath(); });
   enterGetter("exists, is_directory", [] { return fs::exists(media()) && fs::is_directory(media()); });
   enterGetter("limit", [] {
     struct stat info {};
@@ -81,8 +81,8 @@ void printFigures() {
 }  // namespace tq::bench
 
 int main() {
-  tq::platform::Log::setSink([](const tq::platform::LogLine&) {});  // the table is all that is printed
+  tq::Log::setSink([](const tq::LogLine&) {});  // the table is all that is printed
   tq::bench::enterGetters();
   tq::bench::printFigures();
-  tq::NSFileManager().removeCloudMediaDirectory();
+  tq::removeCloudMediaDirectory();
 }

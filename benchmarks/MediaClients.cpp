@@ -19,9 +19,6 @@ namespace tq::bench {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::DispatchQueue;
-using platform::NSError;
-using platform::URL;
 
 // Fetches the next file as soon as the one before has ended.
 class Series final : public TQFileDownloaderDelegate {
@@ -51,20 +48,19 @@ class Series final : public TQFileDownloaderDelegate {
 };
 
 // A photo library that has every video at hand.
-class InstantLibrary final : public platform::PHImageManager {
+class InstantLibrary final : public PHImageManager {
  public:
-  platform::PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const platform::PHAsset>,
-                                                    platform::PHVideoRequestOptions,
-                                                    ResultHandler resultHandler) override {
+  PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset>, PHVideoRequestOptions,
+                                          ResultHandler resultHandler) override {
     DispatchQueue::global()->async(
         [asset = asset_, handler = std::move(resultHandler)] { handler(asset, {}); });
     return ++latest_;
   }
-  void cancelImageRequest(platform::PHImageRequestID) override {}
+  void cancelImageRequest(PHImageRequestID) override {}
 
  private:
-  const std::shared_ptr<platform::AVAsset> asset_ = std::make_shared<platform::AVAsset>();
-  platform::PHImageRequestID latest_ = 0;
+  const std::shared_ptr<AVAsset> asset_ = std::make_shared<AVAsset>();
+  PHImageRequestID latest_ = 0;
 };
 
 class EndOfBatch final : public TQAVAssetLoadProtocol {
@@ -85,8 +81,7 @@ class EndOfBatch final : public TQAVAssetLoadProtocol {
 
 void loadBatch(int count) {
   TQAVAssetLoader::Videos videos;
-  for (int i = 0; i < count; ++i)
-    videos.push_back(std::make_shared<platform::PHAsset>("video " + std::to_string(i)));
+  for (int i = 0; i < count; ++i) videos.push_back(std::make_shared<PHAsset>("video " + std::to_string(i)));
   const auto end = std::make_shared<EndOfBatch>(count);
   const auto loader =
       TQAVAssetLoader::initWithVideos(std::move(videos), end, {.photos = std::make_shared<InstantLibrary>()});

@@ -23,9 +23,6 @@
 namespace tq::bench {
 namespace {
 
-using platform::NSNotification;
-using platform::NSNotificationCenter;
-
 constexpr std::string_view kArea = "notifications";
 constexpr int kRounds = 9;
 constexpr double kSeconds = 0.1;  // at least, for each measurement

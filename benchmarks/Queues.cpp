@@ -30,8 +30,6 @@
 namespace tq::bench {
 namespace {
 
-using platform::DispatchQueue;
-
 constexpr std::string_view kArea = "queues";
 constexpr int kRounds = 15;
 constexpr std::int64_t kTasksPerRound = 100'000;
@@ -48,8 +46,7 @@ class OurLoop {
   void stop() { queue_->stop(); }
 
  private:
-  const std::shared_ptr<platform::LoopQueue> queue_ =
-      std::make_shared<platform::LoopQueue>(std::this_thread::get_id());
+  const std::shared_ptr<LoopQueue> queue_ = std::make_shared<LoopQueue>(std::this_thread::get_id());
 };
 
 class BareLoop {

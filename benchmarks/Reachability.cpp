@@ -122,7 +122,7 @@ enum class Listener { mainThread, ownThread };
 template <Listener kListener>
 double hearOurs() {
   Changes changes;
-  const auto& main = platform::DispatchQueue::main();
+  const auto& main = DispatchQueue::main();
   const auto delegate = std::make_shared<Delegate>([&, first = true]() mutable {
     if (std::exchange(first, false)) return main->stop();  // the report that comes with the making
     changes.hear();
@@ -192,7 +192,7 @@ double timeOfOne(const std::function<void()>& read) {
 }
 
 double readFlags() {
-  const auto target = platform::SCNetworkReachabilityProvider::shared()->createWithAddress({});
+  const auto target = SCNetworkReachabilityProvider::shared()->createWithAddress({});
   return timeOfOne([&] { static_cast<void>(target->getFlags()); });
 }
 

@@ -90,7 +90,7 @@ void enterParameters(const char* contender, const std::function<Parameters()>& r
 }
 
 void enterParameters() {
-  static const auto ours = *platform::URL::parse(kURL);
+  static const auto ours = *URL::parse(kURL);
   static const boost::urls::url_view boosts = *boost::urls::parse_uri_reference(kURL);
   enterParameters("ours", [] { return *queryParameters(ours); });
   enterParameters("Boost.URL", [] { return parametersByBoost(boosts); });

@@ -5,7 +5,7 @@
 
 #include <iostream>
 
-using namespace tq::platform;
+using namespace tq;
 
 int main() {
   const auto& queue = DispatchQueue::main();

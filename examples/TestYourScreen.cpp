@@ -16,7 +16,7 @@ class Screen final : public TQAVAssetLoadProtocol {
   void loadingStarted() override { bar = 0; }
   void loadingProgress(double fraction) override { bar = fraction; }
   void loadingCompleted(const TQLoadedAssets&) override { message = "ready"; }
-  void loadingFailedWithError(const platform::NSError& error) override { message = error.domain; }
+  void loadingFailedWithError(const NSError& error) override { message = error.domain; }
   void loadingCancelled() override {}
 
   double bar = -1;

@@ -6,7 +6,7 @@
 #include <iostream>
 
 using namespace tq;
-using namespace tq::platform;
+using namespace tq;
 
 class Screen final : public TQDiskSpaceHandlerDelegate {
  public:

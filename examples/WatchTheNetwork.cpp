@@ -7,7 +7,7 @@
 #include <cstdio>
 
 using namespace std::chrono_literals;
-using tq::platform::DispatchQueue;
+using tq::DispatchQueue;
 
 class Screen final : public tq::TQNetworkObserverDelegate {
  public:

@@ -10,7 +10,7 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkRouteMessage.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace tq::platform;
+  using namespace tq;
   // A copy of just that size, so that a step beyond its end is seen; allocated, and so aligned as a buffer
   // is.
   std::vector<std::byte> message(size);

@@ -27,7 +27,7 @@ std::string quoted(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace tq::platform;
+  using namespace tq;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   const auto parsed = parseStringsTable(bytes);
   if (const auto* const fault = std::get_if<StringsFault>(&parsed)) {

@@ -38,7 +38,7 @@ std::optional<tq::QueryParameters> parametersByBoost(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using tq::platform::URL;
+  using tq::URL;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const auto url = URL::parse(text);
   if (!url) return 0;

@@ -10,8 +10,8 @@
 
 namespace {
 
-using tq::platform::ZoneRules;
-using tq::platform::ZoneSeconds;
+using tq::ZoneRules;
+using tq::ZoneSeconds;
 
 void require(bool holds) {
   if (!holds) std::abort();

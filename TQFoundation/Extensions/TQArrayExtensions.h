@@ -41,7 +41,7 @@ bool equalsNothing([[maybe_unused]] const T& element) {
 /// before it.
 template <class T, class Position, class At, class Kept, class Keep>
 void forEachFirstWithin(const At& at, std::size_t count, const Kept& kept, const Keep& keep) {
-  platform::FirstOccurrences<Position> seen(count);
+  FirstOccurrences<Position> seen(count);
   std::array<std::size_t, kBatch> hashes;
   for (std::size_t begin = 0, found = 0; begin < count; begin += kBatch) {
     const std::size_t end = std::min(begin + kBatch, count);
@@ -61,7 +61,7 @@ void forEachFirstWithin(const At& at, std::size_t count, const Kept& kept, const
 /// The same with the smallest table that will do.
 template <class T, class At, class Kept, class Keep>
 void forEachFirst(const At& at, std::size_t count, const Kept& kept, const Keep& keep) {
-  if (count <= platform::FirstOccurrences<std::uint32_t>::kMaximumCount) {
+  if (count <= FirstOccurrences<std::uint32_t>::kMaximumCount) {
     forEachFirstWithin<T, std::uint32_t>(at, count, kept, keep);
   } else {
     forEachFirstWithin<T, std::uint64_t>(at, count, kept, keep);
@@ -71,7 +71,7 @@ void forEachFirst(const At& at, std::size_t count, const Kept& kept, const Keep&
 /// The first ones of a range that can only be walked, or that makes its elements as it goes.
 template <class T, class Range>
 std::vector<T> firstOnes(Range& items) {
-  platform::FirstOccurrences<std::uint64_t> seen(0);
+  FirstOccurrences<std::uint64_t> seen(0);
   std::vector<T> kept;
   for (auto&& element : items) {
     const auto isEqual = [&](std::size_t other) { return kept[other] == element; };

@@ -3,18 +3,16 @@
 namespace tq {
 namespace {
 
-using platform::Clock;
-using platform::DateComponents;
-using Component = platform::Calendar::Component;
+using Component = Calendar::Component;
 
 // With the interval instead of year and month, as these do not tell a month in a calendar of eras or cycles.
-Date monthStart(Date now, const platform::Calendar& calendar) {
+Date monthStart(Date now, const Calendar& calendar) {
   const auto month = calendar.dateInterval(Component::month, calendar.startOfDay(now));
   return month ? month->start : now;
 }
 
-Date movedFromFirstDay(const DateComponents& offset, Date now, const platform::Calendar& calendar,
-                       const platform::Calendar& shared) {
+Date movedFromFirstDay(const DateComponents& offset, Date now, const Calendar& calendar,
+                       const Calendar& shared) {
   const Date first = shared.startOfDay(monthStart(now, calendar));
   const auto moved = calendar.date(offset, first);
   if (!moved) return now;
@@ -25,38 +23,34 @@ Date movedFromFirstDay(const DateComponents& offset, Date now, const platform::C
 
 }  // namespace
 
-Date Calendar::previousMonth(const Clock& clock, const platform::Calendar& calendar) {
+Date previousMonth(const Calendar& calendar, const Clock& clock) {
   return monthStart(clock.now(), calendar);
 }
 
-Date Calendar::firstDayOfMonth(const Clock& clock, const platform::Calendar& calendar,
-                               const platform::Calendar& shared) {
+Date firstDayOfMonth(const Calendar& calendar, const Clock& clock, const Calendar& shared) {
   return shared.startOfDay(monthStart(clock.now(), calendar));
 }
 
-Date Calendar::lastDayOfMonth(const Clock& clock, const platform::Calendar& calendar,
-                              const platform::Calendar& shared) {
+Date lastDayOfMonth(const Calendar& calendar, const Clock& clock, const Calendar& shared) {
   return movedFromFirstDay({.month = 1, .day = -1}, clock.now(), calendar, shared);
 }
 
-Date Calendar::firstDayOfPreviousMonth(const Clock& clock, const platform::Calendar& calendar,
-                                       const platform::Calendar& shared) {
+Date firstDayOfPreviousMonth(const Calendar& calendar, const Clock& clock, const Calendar& shared) {
   return movedFromFirstDay({.month = -1}, clock.now(), calendar, shared);
 }
 
-Date Calendar::lastDayOfPreviousMonth(const Clock& clock, const platform::Calendar& calendar,
-                                      const platform::Calendar& shared) {
+Date lastDayOfPreviousMonth(const Calendar& calendar, const Clock& clock, const Calendar& shared) {
   return movedFromFirstDay({.day = -1}, clock.now(), calendar, shared);
 }
 
-std::int64_t Calendar::numberOfDaysInCurrentMonth(const Clock& clock, const platform::Calendar& calendar) {
+std::int64_t numberOfDaysInCurrentMonth(const Calendar& calendar, const Clock& clock) {
   const auto month = calendar.dateInterval(Component::month, clock.now());
   if (!month) return 0;
   // At noon, so that a first day that begins at 1:00 counts as a whole one.
   return days(noon(month->end, calendar), noon(month->start, calendar), calendar);
 }
 
-std::int64_t month(const platform::Calendar& calendar, const Clock& clock) {
+std::int64_t month(const Calendar& calendar, const Clock& clock) {
   return calendar.component(Component::month, clock.now()).value_or(0);
 }
 

@@ -9,59 +9,48 @@
 
 namespace tq {
 
-/// The boundaries of the current month and of the one before it, for screens that group by month; a value of
-/// this type is a `platform::Calendar` and nothing more.
+/// The boundaries of the current month and of the one before it, for screens that group by month.
 ///
-///     const auto thisMonth = videos.madeFrom(Calendar::firstDayOfMonth());
-///     const auto lastMonth = videos.made(Calendar::firstDayOfPreviousMonth(), Calendar::firstDayOfMonth());
+///     const auto thisMonth = videos.madeFrom(firstDayOfMonth());
+///     const auto lastMonth = videos.made(firstDayOfPreviousMonth(), firstDayOfMonth());
 ///
-/// All answer for the moment at which they are asked, in the user's calendar of that moment: two answers
-/// around midnight at the end of a month may be about different months. Every date is the first moment of a
-/// day; where the calendar has no answer, it is the present moment.
+/// Each is computed for the moment of the call, in the user's calendar of that moment: two calls around
+/// midnight at the end of a month may be about different months. Every date is the first moment of a day;
+/// where the calendar has no result, it is the present moment.
 ///
-/// Callable from any thread, as long as none changes the environment meanwhile.
-class TQ_API Calendar : public platform::Calendar {
- public:
-  /// The calendar of this value.
-  explicit Calendar(const platform::Calendar& calendar) : platform::Calendar(calendar) {}
+/// Thread-safe except against concurrent setenv().
 
-  /// The first moment of the current month (not, as the name has it, of the one before).
-  [[nodiscard]] static Date previousMonth(const platform::Clock& clock = *platform::Clock::shared(),
-                                          const platform::Calendar& calendar = platform::Calendar::current());
+/// Returns the first moment of the current month (not, as the name has it, of the one before).
+[[nodiscard]] TQ_API Date previousMonth(const Calendar& calendar = Calendar::current(),
+                                        const Clock& clock = *Clock::shared());
 
-  /// The same, put to the start of its day in `shared`; another moment only after the user's zone has changed
-  /// since `currentCalendar` was made. The three below go from here.
-  [[nodiscard]] static Date firstDayOfMonth(
-      const platform::Clock& clock = *platform::Clock::shared(),
-      const platform::Calendar& calendar = platform::Calendar::current(),
-      const platform::Calendar& shared = currentCalendar());
+/// The same, put to the start of its day in `shared`; another moment only after the user's zone has changed
+/// since `currentCalendar` was made. The three below go from here.
+[[nodiscard]] TQ_API Date firstDayOfMonth(const Calendar& calendar = Calendar::current(),
+                                          const Clock& clock = *Clock::shared(),
+                                          const Calendar& shared = currentCalendar());
 
-  /// The current month's last day.
-  [[nodiscard]] static Date lastDayOfMonth(const platform::Clock& clock = *platform::Clock::shared(),
-                                           const platform::Calendar& calendar = platform::Calendar::current(),
-                                           const platform::Calendar& shared = currentCalendar());
+/// The current month's last day.
+[[nodiscard]] TQ_API Date lastDayOfMonth(const Calendar& calendar = Calendar::current(),
+                                         const Clock& clock = *Clock::shared(),
+                                         const Calendar& shared = currentCalendar());
 
-  /// The first and the last day of the month before.
-  [[nodiscard]] static Date firstDayOfPreviousMonth(
-      const platform::Clock& clock = *platform::Clock::shared(),
-      const platform::Calendar& calendar = platform::Calendar::current(),
-      const platform::Calendar& shared = currentCalendar());
-  [[nodiscard]] static Date lastDayOfPreviousMonth(
-      const platform::Clock& clock = *platform::Clock::shared(),
-      const platform::Calendar& calendar = platform::Calendar::current(),
-      const platform::Calendar& shared = currentCalendar());
+/// The first and the last day of the month before.
+[[nodiscard]] TQ_API Date firstDayOfPreviousMonth(const Calendar& calendar = Calendar::current(),
+                                                  const Clock& clock = *Clock::shared(),
+                                                  const Calendar& shared = currentCalendar());
+[[nodiscard]] TQ_API Date lastDayOfPreviousMonth(const Calendar& calendar = Calendar::current(),
+                                                 const Clock& clock = *Clock::shared(),
+                                                 const Calendar& shared = currentCalendar());
 
-  /// How many days the current month has by the calendar, one that the zone skipped included; 0 where the
-  /// calendar does not know.
-  [[nodiscard]] static std::int64_t numberOfDaysInCurrentMonth(
-      const platform::Clock& clock = *platform::Clock::shared(),
-      const platform::Calendar& calendar = platform::Calendar::current());
-};
+/// Returns how many days the current month has by the calendar, one that the zone skipped included; 0 where
+/// the calendar does not know.
+[[nodiscard]] TQ_API std::int64_t numberOfDaysInCurrentMonth(const Calendar& calendar = Calendar::current(),
+                                                             const Clock& clock = *Clock::shared());
 
 /// The number of the current month in this calendar, 1 being the first; 0 where it has none.
 ///
 /// Callable from any thread.
-[[nodiscard]] TQ_API std::int64_t month(const platform::Calendar& calendar,
-                                        const platform::Clock& clock = *platform::Clock::shared());
+[[nodiscard]] TQ_API std::int64_t month(const Calendar& calendar, const Clock& clock = *Clock::shared());
 
 }  // namespace tq

@@ -5,7 +5,6 @@
 namespace tq {
 namespace {
 
-using platform::Calendar;
 using Component = Calendar::Component;
 
 Date noonOfNeighbour(Date date, int offset, const Calendar& calendar) {

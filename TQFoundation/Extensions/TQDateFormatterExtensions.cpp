@@ -4,33 +4,34 @@
 
 namespace tq {
 
-Locale Locale::deviceLocale() {
-  return Locale(platform::Bundle::main().preferredLocalizations().front());
+Locale deviceLocale(const Bundle& bundle) {
+  return Locale(bundle.preferredLocalizations().front());
 }
 
 const Locale& deviceLocale() {
-  static const auto& locale = *new Locale(Locale::deviceLocale());
+  static const auto& locale = *new Locale(deviceLocale(Bundle::main()));
   return locale;
 }
 
-DateFormatter::DateFormatter(std::string_view dateFormat)
-    : platform::DateFormatter(dateFormat, tq::deviceLocale()) {}
+DateFormatter dateFormatter(std::string_view dateFormat) {
+  return DateFormatter(dateFormat, deviceLocale());
+}
 
 const DateFormatter& dayFormatter() {
-  static const auto& formatter = *new DateFormatter("dd MMM, yyyy");
+  static const auto& formatter = *new DateFormatter(dateFormatter("dd MMM, yyyy"));
   return formatter;
 }
 
 const DateFormatter& monthFormatter() {
-  static const auto& formatter = *new DateFormatter("MMMM yyyy");
+  static const auto& formatter = *new DateFormatter(dateFormatter("MMMM yyyy"));
   return formatter;
 }
 
-std::string libraryDayGroupFormatted(platform::Date date) {
+std::string libraryDayGroupFormatted(Date date) {
   return dayFormatter().string(date);
 }
 
-std::string libraryMonthGroupFormatted(platform::Date date) {
+std::string libraryMonthGroupFormatted(Date date) {
   return monthFormatter().string(date);
 }
 

@@ -6,43 +6,31 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Formatting/DateFormatter.h"
+#include "TQFoundation/Platform/Localization/Bundle.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 
 namespace tq {
 
-/// Operations on locales; a value of this type is a `platform::Locale` and nothing more.
-class TQ_API Locale : public platform::Locale {
- public:
-  using platform::Locale::Locale;
-
-  /// The locale of the language in which the application runs: of those that the main bundle speaks, the one
-  /// that suits the user best, "en" where it speaks none. Made afresh at each call, so it follows a change of
-  /// the user's languages; what is written with `dayFormatter` and its like does not.
-  ///
-  /// Callable from any thread, as long as none changes the environment meanwhile.
-  [[nodiscard]] static Locale deviceLocale();
-};
-
-/// The same as it was at its first use in this process, never destroyed: whatever is headed by dates speaks
-/// one language for as long as the program runs.
+/// Returns the locale of the language in which the application runs: of the localizations of `bundle` the one
+/// that suits the user best, "en" where it has none. Made at each call, so it follows a change of the user's
+/// languages; what is written with `dayFormatter` and its like does not.
 ///
-/// Callable from any thread.
+///     const Locale now = deviceLocale(Bundle::main());
+///
+/// Thread-safe except against concurrent setenv().
+[[nodiscard]] TQ_API Locale deviceLocale(const Bundle& bundle);
+
+/// The main bundle's as it was at the first use in this process, never destroyed: whatever is headed by dates
+/// speaks one language for as long as the program runs.
+///
+/// Thread-safe.
 [[nodiscard]] TQ_API const Locale& deviceLocale();
 
-/// Writes dates in the language of the application; a value of this type is a `platform::DateFormatter` and
-/// nothing more.
+/// Returns a formatter of the pattern `dateFormat` that writes in the language of the application.
 ///
-///     const DateFormatter weekday("EEEE, d MMMM");
+///     const DateFormatter weekday = dateFormatter("EEEE, d MMMM");
 ///     label.setText(weekday.string(clip.created()));
-///
-/// Immutable after construction; share freely.
-class TQ_API DateFormatter : public platform::DateFormatter {
- public:
-  using platform::DateFormatter::DateFormatter;
-
-  /// A formatter in `deviceLocale()`.
-  explicit DateFormatter(std::string_view dateFormat);
-};
+[[nodiscard]] TQ_API DateFormatter dateFormatter(std::string_view dateFormat);
 
 /// The formatter of days, "dd MMM, yyyy", and the one of months, "MMMM yyyy". Made on first use, never
 /// destroyed.
@@ -56,7 +44,7 @@ class TQ_API DateFormatter : public platform::DateFormatter {
 /// for what is no date.
 ///
 /// Callable from any thread.
-[[nodiscard]] TQ_API std::string libraryDayGroupFormatted(platform::Date date);
-[[nodiscard]] TQ_API std::string libraryMonthGroupFormatted(platform::Date date);
+[[nodiscard]] TQ_API std::string libraryDayGroupFormatted(Date date);
+[[nodiscard]] TQ_API std::string libraryMonthGroupFormatted(Date date);
 
 }  // namespace tq

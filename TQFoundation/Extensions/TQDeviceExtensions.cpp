@@ -21,48 +21,48 @@ std::string withoutKeywords(const std::string& identifier) {
 
 }  // namespace
 
-UIDevice::UIDevice(std::shared_ptr<const platform::VolumeInfo> volumes) : volumes_(std::move(volumes)) {}
+UIDevice::UIDevice(std::shared_ptr<const VolumeInfo> volumes) : volumes_(std::move(volumes)) {}
 
 const UIDevice& UIDevice::currentDevice() {
   static const auto& device = *new UIDevice;
   return device;
 }
 
-Model UIDevice::type(const platform::DeviceInfo& device) {
+Model UIDevice::type(const DeviceInfo& device) {
   const Model model = modelOfHardware(device.hardwareIdentifier());
   if (model != Model::simulator) return model;
-  const auto simulated = platform::environmentVariable(kSimulatedHardware);
+  const auto simulated = environmentVariable(kSimulatedHardware);
   const Model named = simulated ? modelOfHardware(*simulated) : Model::unrecognized;
   return named == Model::unrecognized ? Model::simulator : named;
 }
 
 const std::string& UIDevice::deviceLanguage() {
-  static const auto& language = *new std::string(withoutKeywords(platform::Locale::current().identifier()));
+  static const auto& language = *new std::string(withoutKeywords(Locale::current().identifier()));
   return language;
 }
 
 const std::string& UIDevice::osVersion() {
-  static const auto& version = *new std::string(platform::DeviceInfo::shared()->systemVersion());
+  static const auto& version = *new std::string(DeviceInfo::shared()->systemVersion());
   return version;
 }
 
 std::int64_t UIDevice::freeDiskSpaceInBytes() const {
   constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-  const std::uint64_t free = platform::freeBytesAtNearestFolder(platform::keptHomeDirectory(), *volumes_);
+  const std::uint64_t free = freeBytesAtNearestFolder(keptHomeDirectory(), *volumes_);
   return static_cast<std::int64_t>(std::min(free, kMost));
 }
 
 std::string UIDevice::MBFormatter(std::int64_t bytes) const {
-  platform::NSByteCountFormatter formatter;
-  formatter.setAllowedUnits(platform::NSByteCountFormatterUseMB);
-  formatter.setCountStyle(platform::NSByteCountFormatterCountStyleDecimal);
+  NSByteCountFormatter formatter;
+  formatter.setAllowedUnits(NSByteCountFormatterUseMB);
+  formatter.setCountStyle(NSByteCountFormatterCountStyleDecimal);
   formatter.setIncludesUnit(false);
   return formatter.stringFromByteCount(bytes);
 }
 
 std::string UIDevice::freeDiskSpaceInGB() const {
-  return platform::NSByteCountFormatter::stringFromByteCount(freeDiskSpaceInBytes(),
-                                                             platform::NSByteCountFormatterCountStyleDecimal);
+  return NSByteCountFormatter::stringFromByteCount(freeDiskSpaceInBytes(),
+                                                   NSByteCountFormatterCountStyleDecimal);
 }
 
 }  // namespace tq

@@ -18,7 +18,7 @@ namespace tq {
 ///     room.setText(device.freeDiskSpaceInGB());                 // "75.91 GB", "75,91 GB", "812.4 MB"
 ///     size.setText(device.MBFormatter(1'500'000) + " MB");      // "1.5 MB"
 ///
-/// Texts follow the locale that the user has at the moment of the call; `platform::NSByteCountFormatter` says
+/// Texts follow the locale that the user has at the moment of the call; `NSByteCountFormatter` says
 /// how byte counts are written.
 ///
 /// Immutable after construction; share freely. Callable from any thread, as long as none changes the
@@ -26,7 +26,7 @@ namespace tq {
 class TQ_API UIDevice {
  public:
   /// A device whose room `volumes` tells; all else is the same for every device.
-  explicit UIDevice(std::shared_ptr<const platform::VolumeInfo> volumes = platform::VolumeInfo::shared());
+  explicit UIDevice(std::shared_ptr<const VolumeInfo> volumes = VolumeInfo::shared());
 
   /// This machine. Made on first use, never destroyed.
   [[nodiscard]] static const UIDevice& currentDevice();
@@ -37,7 +37,7 @@ class TQ_API UIDevice {
   /// the hardware to take its place, such as "iPhone10,3"; a name that the table does not hold changes
   /// nothing. Hardware that the table does not hold is `Model::unrecognized`, and the variable is not looked
   /// at. What is not UTF-8 is in no table.
-  [[nodiscard]] static Model type(const platform::DeviceInfo& device = *platform::DeviceInfo::shared());
+  [[nodiscard]] static Model type(const DeviceInfo& device = *DeviceInfo::shared());
 
   /// The identifier of the user's locale: language, script where it matters, region and variant, such as
   /// "en_US" or "sr_Latn_RS"; "en_US_POSIX" for the C locale. Read at the first call and the same ever after.
@@ -61,7 +61,7 @@ class TQ_API UIDevice {
   [[nodiscard]] std::string freeDiskSpaceInGB() const;
 
  private:
-  std::shared_ptr<const platform::VolumeInfo> volumes_;
+  std::shared_ptr<const VolumeInfo> volumes_;
 };
 
 }  // namespace tq

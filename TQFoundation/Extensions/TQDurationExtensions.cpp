@@ -9,24 +9,26 @@ constexpr std::int64_t kHour = 3600;
 
 }  // namespace
 
-DateComponentsFormatter DateComponentsFormatter::timeRemainingFormatterWith(std::int64_t seconds) {
-  DateComponentsFormatter formatter;
-  formatter.zeroFormattingBehavior = ZeroFormattingBehavior::pad;
-  formatter.allowedUnits = seconds > kHour ? hour | minute | second : minute | second;
+DateComponentsFormatter timeRemainingFormatterWith(std::int64_t seconds) {
+  using Formatter = DateComponentsFormatter;
+  Formatter formatter;
+  formatter.zeroFormattingBehavior = Formatter::ZeroFormattingBehavior::pad;
+  formatter.allowedUnits = Formatter::minute | Formatter::second;
+  if (seconds > kHour) formatter.allowedUnits |= Formatter::hour;
   return formatter;
 }
 
 std::string timeFormattedString(double seconds) {
   // All that the count of whole seconds decides, also where there is none.
   const std::int64_t remaining = seconds >= kHour + 1 ? kHour + 1 : 0;
-  return DateComponentsFormatter::timeRemainingFormatterWith(remaining).string(seconds);
+  return timeRemainingFormatterWith(remaining).string(seconds);
 }
 
 std::string timeFormattedString(float seconds) {
   return timeFormattedString(double{seconds});
 }
 
-std::string String::timeLabelFor(float time) {
+std::string timeLabelFor(float time) {
   return timeFormattedString(time);
 }
 

@@ -8,18 +8,14 @@
 
 namespace tq {
 
-/// Writes durations; a value of this type is a `platform::DateComponentsFormatter` and nothing more.
-class TQ_API DateComponentsFormatter : public platform::DateComponentsFormatter {
- public:
-  /// The formatter of a time of about `seconds` that remains: all fields in two digits, minutes and seconds
-  /// up to an hour, beyond it (from 3601) hours as well.
-  ///
-  ///     const auto formatter = DateComponentsFormatter::timeRemainingFormatterWith(3600);
-  ///     formatter.string(3600);                     // "60:00"
-  ///
-  /// Callable from any thread.
-  [[nodiscard]] static DateComponentsFormatter timeRemainingFormatterWith(std::int64_t seconds);
-};
+/// Returns the formatter of a remaining time of about `seconds`: all fields in two digits, minutes and
+/// seconds up to an hour, beyond it (from 3601) hours as well.
+///
+///     const auto formatter = timeRemainingFormatterWith(3600);
+///     formatter.string(3600);                     // "60:00"
+///
+/// Thread-safe.
+[[nodiscard]] TQ_API DateComponentsFormatter timeRemainingFormatterWith(std::int64_t seconds);
 
 /// A duration in seconds as clocks show it, in minutes and seconds up to an hour and beyond it with hours:
 ///
@@ -32,7 +28,7 @@ class TQ_API DateComponentsFormatter : public platform::DateComponentsFormatter 
 /// number, infinite or beyond the whole numbers of 64 bits.
 ///
 /// Callable from any thread, as long as none changes the environment meanwhile: that says what stands between
-/// the fields, and which digits are written (see `platform::DateComponentsFormatter`).
+/// the fields, and which digits are written (see `DateComponentsFormatter`).
 [[nodiscard]] TQ_API std::string timeFormattedString(double seconds);
 [[nodiscard]] TQ_API std::string timeFormattedString(float seconds);
 

@@ -11,8 +11,6 @@ namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::StandardFolder;
-using platform::URL;
 using State = StandardFolder::State;
 
 constexpr const char* kImageName = "inAppMessageBackgroundImage.png";
@@ -61,7 +59,7 @@ Media mediaFolder(const StandardFolder& folder) {
 fs::path mediaPath(const StandardFolder& folder) {
   if (const auto known = folder.known()) return *known;
   Media media = mediaFolder(folder);
-  return media.isThere ? std::move(media.path) : platform::NSTemporaryDirectory();
+  return media.isThere ? std::move(media.path) : NSTemporaryDirectory();
 }
 
 URL imageIn(const fs::path& folder) {
@@ -79,29 +77,29 @@ bool isGone(const fs::path& folder) {
 
 }  // namespace
 
-fs::path NSFileManager::temporaryDirectoryPath() {
-  return platform::NSTemporaryDirectory();
+fs::path temporaryDirectoryPath() {
+  return NSTemporaryDirectory();
 }
 
-fs::path NSFileManager::cloudMediaDirectoryPath() {
+fs::path cloudMediaDirectoryPath() {
   return mediaPath(cloudMedias());
 }
 
-fs::path NSFileManager::editingMediaContainerDirectoryPath() {
+fs::path editingMediaContainerDirectoryPath() {
   return mediaPath(editingMedias());
 }
 
-fs::path NSFileManager::recommendedVideoDirectoryPath() {
+fs::path recommendedVideoDirectoryPath() {
   if (const auto known = recommendedVideos().known()) return *known;
   auto [state, path] = recommendedVideos().find();
   if (state == State::ours) return std::move(path);
-  if (state == State::nowhere) return platform::NSTemporaryDirectory();
+  if (state == State::nowhere) return NSTemporaryDirectory();
   if (!recommendedVideos().create(path)) return std::move(path);
   TQLogger::debug("Failed to create Directory at Path: " + path.string());
-  return platform::NSTemporaryDirectory();
+  return NSTemporaryDirectory();
 }
 
-std::optional<URL> NSFileManager::inAppMessageBackgroundImagePath() {
+std::optional<URL> inAppMessageBackgroundImagePath() {
   if (const auto known = inAppMessageContent().known()) return imageIn(*known);
   const auto [state, path] = inAppMessageContent().find();
   if (state == State::nowhere) return std::nullopt;
@@ -114,33 +112,33 @@ std::optional<URL> NSFileManager::inAppMessageBackgroundImagePath() {
   return imageIn(path);
 }
 
-void NSFileManager::removeCloudMediaDirectory() const {
+void removeCloudMediaDirectory() {
   const auto [folder, isThere] = mediaFolder(cloudMedias());
   if (!isThere || isGone(folder)) return;
-  if (!removeItem(folder)) return logRemoved(folder);
+  if (!NSFileManager::removeItem(folder)) return logRemoved(folder);
   TQLogger::debug("**** Could not remove directory at path: " + folder.string());
 }
 
-void NSFileManager::removeEditingMediaDirectory() const {
+void removeEditingMediaDirectory() {
   const auto [folder, isThere] = mediaFolder(editingMedias());
   if (!isThere || isGone(folder))
     return TQLogger::debug("**** No directory to remove at path: " + folder.string());
-  const auto error = removeItem(folder);
+  const auto error = NSFileManager::removeItem(folder);
   if (!error) return logRemoved(folder);
   TQLogger::debug("**** Could not remove directory at path: " + folder.string() +
                   ". Error : " + error->localizedDescription());
 }
 
-void NSFileManager::cleanTemporaryFiles() const {
+void cleanTemporaryFiles() {
   removeCloudMediaDirectory();
   removeEditingMediaDirectory();
 }
 
-void NSFileManager::removeInAppMessageBackgroundImage() {
+void removeInAppMessageBackgroundImage() {
   const auto image = inAppMessageBackgroundImagePath();
   const auto file = image ? image->filePath() : std::nullopt;
   // Nothing there is a failure like others, and nobody is told of any.
-  if (file) static_cast<void>(removeItem(*file));
+  if (file) static_cast<void>(NSFileManager::removeItem(*file));
 }
 
 }  // namespace tq

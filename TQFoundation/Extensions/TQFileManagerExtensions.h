@@ -11,9 +11,9 @@ namespace tq {
 
 /// The program's working folders: where media lie while they are worked on, and how they are cleared away.
 ///
-///     const auto clip = NSFileManager::cloudMediaDirectoryPath() / "clip.mov";     // the folder is there
-///     if (const auto image = NSFileManager::inAppMessageBackgroundImagePath()) show(*image->filePath());
-///     NSFileManager().cleanTemporaryFiles();                                       // when the edit is done
+///     const auto clip = cloudMediaDirectoryPath() / "clip.mov";     // the folder is there
+///     if (const auto image = inAppMessageBackgroundImagePath()) show(*image->filePath());
+///     cleanTemporaryFiles();                                       // when the edit is done
 ///
 /// A getter makes sure that its folder exists, creates it for this user alone (mode 0700) when it is missing,
 /// and falls back where it cannot be had; the log says so. A folder of another user, or a link to one, cannot
@@ -25,41 +25,39 @@ namespace tq {
 ///
 /// No operation reports to its caller. Callable from any thread and any number of processes, as long as no
 /// thread changes the environment meanwhile.
-class TQ_API NSFileManager : public platform::NSFileManager {
- public:
-  /// `platform::NSTemporaryDirectory()`, which lies in `TMPDIR` or /var/tmp.
-  [[nodiscard]] static std::filesystem::path temporaryDirectoryPath();
 
-  /// "CloudMedias" in the temporary directory, for media fetched from the cloud; else that directory itself.
-  [[nodiscard]] static std::filesystem::path cloudMediaDirectoryPath();
+/// `NSTemporaryDirectory()`, which lies in `TMPDIR` or /var/tmp.
+[[nodiscard]] TQ_API std::filesystem::path temporaryDirectoryPath();
 
-  /// "EditingMedias" in the temporary directory, for media prepared for editing; else that directory itself.
-  [[nodiscard]] static std::filesystem::path editingMediaContainerDirectoryPath();
+/// "CloudMedias" in the temporary directory, for media fetched from the cloud; else that directory itself.
+[[nodiscard]] TQ_API std::filesystem::path cloudMediaDirectoryPath();
 
-  /// "RecommendedVideos" in `platform::applicationSupportDirectories()`, created together with what is
-  /// missing above it; else, and where the user has no home, the temporary directory.
-  [[nodiscard]] static std::filesystem::path recommendedVideoDirectoryPath();
+/// "EditingMedias" in the temporary directory, for media prepared for editing; else that directory itself.
+[[nodiscard]] TQ_API std::filesystem::path editingMediaContainerDirectoryPath();
 
-  /// Where the background image of in-app messages is written and read: a file in "InAppMessageContent" in
-  /// the application's support directory. The folder is created as above, the image is not looked at.
-  ///
-  /// Absent where the folder cannot be created, is another user's, or the user has no home. A file in the
-  /// folder's place is not looked at either: reading and writing the image fails then.
-  [[nodiscard]] static std::optional<platform::URL> inAppMessageBackgroundImagePath();
+/// "RecommendedVideos" in `applicationSupportDirectories()`, created together with what is
+/// missing above it; else, and where the user has no home, the temporary directory.
+[[nodiscard]] TQ_API std::filesystem::path recommendedVideoDirectoryPath();
 
-  /// Removes the folder of cloud media with all that is in it, as `removeItem` does: a link is removed, and
-  /// what it leads to stays. Removes nothing where the getter falls back. The next read of the getter creates
-  /// the folder anew.
-  void removeCloudMediaDirectory() const;
+/// Where the background image of in-app messages is written and read: a file in "InAppMessageContent" in
+/// the application's support directory. The folder is created as above, the image is not looked at.
+///
+/// Absent where the folder cannot be created, is another user's, or the user has no home. A file in the
+/// folder's place is not looked at either: reading and writing the image fails then.
+[[nodiscard]] TQ_API std::optional<URL> inAppMessageBackgroundImagePath();
 
-  /// The same for the folder of media prepared for editing; its log lines say a little more.
-  void removeEditingMediaDirectory() const;
+/// Removes the folder of cloud media with all that is in it, as `removeItem` does: a link is removed, and
+/// what it leads to stays. Removes nothing where the getter falls back. The next read of the getter creates
+/// the folder anew.
+TQ_API void removeCloudMediaDirectory();
 
-  /// Both of these, in that order, and nothing else in the temporary directory.
-  void cleanTemporaryFiles() const;
+/// The same for the folder of media prepared for editing; its log lines say a little more.
+TQ_API void removeEditingMediaDirectory();
 
-  /// Removes the background image of in-app messages; its folder stays. Logs nothing of it.
-  static void removeInAppMessageBackgroundImage();
-};
+/// Both of these, in that order, and nothing else in the temporary directory.
+TQ_API void cleanTemporaryFiles();
+
+/// Removes the background image of in-app messages; its folder stays. Logs nothing of it.
+TQ_API void removeInAppMessageBackgroundImage();
 
 }  // namespace tq

@@ -2,12 +2,12 @@
 
 namespace tq {
 
-CGSize CGSize::aspectFill(const platform::CGSize& mediaSize, const platform::CGSize& frame) {
+CGSize aspectFill(const CGSize& mediaSize, const CGSize& frame) {
   const double widthRatio = frame.width / mediaSize.width;
   const double heightRatio = frame.height / mediaSize.height;
-  if (widthRatio < heightRatio) return {{mediaSize.width * heightRatio, frame.height}};
-  if (heightRatio < widthRatio) return {{frame.width, mediaSize.height * widthRatio}};
-  if (widthRatio == heightRatio) return {frame};
+  if (widthRatio < heightRatio) return {mediaSize.width * heightRatio, frame.height};
+  if (heightRatio < widthRatio) return {frame.width, mediaSize.height * widthRatio};
+  if (widthRatio == heightRatio) return frame;
   return {};
 }
 

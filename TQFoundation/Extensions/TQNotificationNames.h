@@ -1,100 +1,64 @@
 #pragma once
 
-#include <cstddef>
-#include <functional>
-#include <utility>
-
 #include "TQFoundation/Platform/Notifications/NSNotification.h"
 
 namespace tq {
 
-/// A notification, and the scope of the application's names for them; see `NSNotification::Name`.
-class NSNotification : public platform::NSNotification {
- public:
-  class Name;
-
-  using platform::NSNotification::NSNotification;
-  /// Any notification is one of the application's when it says so. This copies; a handler that takes its
-  /// argument as `const auto&` does not.
-  // NOLINTNEXTLINE(google-explicit-constructor): nothing changes but the type
-  NSNotification(platform::NSNotification notification) noexcept
-      : platform::NSNotification(std::move(notification)) {}
-};
-
 /// The names by which the application's screens and services tell each other what happened.
 ///
-///     center->postNotificationName(NSNotification::Name::showStudio);
-///     if (name == NSNotification::Name::saveCompleted) closeEditor();
+///     center->postNotificationName(NotificationName::showStudio);
+///     if (name == NotificationName::saveCompleted) closeEditor();
 ///
 /// Whoever posts and whoever observes use the same constant. What travels is the text, and some texts differ
 /// from their constant's name in a capital or in wording: the constant is the only spelling code should know.
 /// The library posts `reachabilityChanged` alone, and none carries further values.
 ///
 /// Immutable after construction; share freely. The constants need no initialisation at run time.
-class NSNotification::Name : public platform::NSNotification::Name {
- public:
-  using platform::NSNotification::Name::Name;
-  /// Any name is one of the application's when it says so.
-  // NOLINTNEXTLINE(google-explicit-constructor): nothing changes but the type
-  constexpr Name(platform::NSNotification::Name name) noexcept
-      : platform::NSNotification::Name(std::move(name)) {}
+namespace NotificationName {
 
-  static constexpr platform::NSNotification::Name shareActivityDidComplete{"ShareActivityDidComplete"};
-  static constexpr platform::NSNotification::Name shareActivityDidFail{"ShareActivityDidFail"};
-  static constexpr platform::NSNotification::Name userDidRequestShare{"UserDidRequestToPresentShareSheet"};
-  static constexpr platform::NSNotification::Name userDidRequestMediaSaveToStudio{
-      "UserDidRequestMediaSaveToStudio"};
-  static constexpr platform::NSNotification::Name didCompleteSavingMediaToStudio{
-      "DidCompleteSavingMediaToStudio"};
-  static constexpr platform::NSNotification::Name showStudio{"ShowStudio"};
-  static constexpr platform::NSNotification::Name userDidRequestToShowLibrary{"UserDidRequestToShowLibrary"};
-  static constexpr platform::NSNotification::Name cameraLoadComplete{"cameraLoadComplete"};
-  static constexpr platform::NSNotification::Name userDidRequestEntryForEditSection{
-      "UserDidRequestEntryForEditSection"};
-  static constexpr platform::NSNotification::Name userDidRequestExitFromLibrary{
-      "UserDidRequestExitFromLibrary"};
-  static constexpr platform::NSNotification::Name userDidRequestToShowLibraryFromClipEdit{
-      "userDidRequestToShowLibraryFromClipEdit"};
-  static constexpr platform::NSNotification::Name videoFecthingCompleteForClipEdit{
-      "videoFecthingCompleteForClipEdit"};
-  static constexpr platform::NSNotification::Name prepareCountDownTimer{"prepareCountDownTimer"};
-  static constexpr platform::NSNotification::Name addDismissed{"addDismissed"};
-  static constexpr platform::NSNotification::Name startSimulatedProgress{"startSimulatedProgress"};
-  static constexpr platform::NSNotification::Name simulatedProgressCompleted{"simulatedProgressCompleted"};
-  static constexpr platform::NSNotification::Name shouldSetCountDownTimer{"shouldSetCountDownTimer"};
-  static constexpr platform::NSNotification::Name saveCompleted{"saveCompleted"};
-  static constexpr platform::NSNotification::Name userDidRequestToClearIntermediateLibraryMedias{
-      "UserDidRequestToClearIntermediateLibraryMedias"};
-  static constexpr platform::NSNotification::Name libraryAllMediaCollectionDidCompleteLoading{
-      "LibraryAllMediaCollectionDidCompleteLoading"};
-  static constexpr platform::NSNotification::Name userDidRemoveOnboardingOverlay{
-      "UserDidRemoveOnboardingOverlay"};
-  static constexpr platform::NSNotification::Name userDidChangeEditInstantFX{"UserDidChangeEditInstantFX"};
-  static constexpr platform::NSNotification::Name dataBackUpRequestSent{"dataBackUpRequestSent"};
-  static constexpr platform::NSNotification::Name showRatingPopup{"ShowRatingPopup"};
-  static constexpr platform::NSNotification::Name showStoreWebView{"ShowStoreWebView"};
-  static constexpr platform::NSNotification::Name purchaseCompletionCallback{"PurchaseCompletionCallback"};
-  static constexpr platform::NSNotification::Name firebaseCrashLogListener{"FirebaseCrashLogListener"};
-  static constexpr platform::NSNotification::Name remoteConfigurationsDidChange{
-      "RemoteConfigurationsDidChange"};
-  static constexpr platform::NSNotification::Name didRequestPurchase{"DidRequestPurchase"};
-  static constexpr platform::NSNotification::Name promotionsDidUpdate{"InAppProductPromotionsUpdated"};
-  static constexpr platform::NSNotification::Name productFetchFromStoreCompleted{
-      "ProductFetchDidCompleteNotification"};
-  static constexpr platform::NSNotification::Name productPurchaseCompleted{
-      "ProductPurchaseDidCompletedNotification"};
-  static constexpr platform::NSNotification::Name productPurchaseCancelled{
-      "ProductPurchaseDidCancelNotification"};
-  static constexpr platform::NSNotification::Name productPurchaseFailed{"ProductPurchaseDidFailNotification"};
-  static constexpr platform::NSNotification::Name productRestoreCompleted{
-      "ProductRestoreDidCompletedNotification"};
-  static constexpr platform::NSNotification::Name productRestoreFailed{"ProductRestoreDidFailedNotification"};
+inline constexpr NSNotification::Name shareActivityDidComplete{"ShareActivityDidComplete"};
+inline constexpr NSNotification::Name shareActivityDidFail{"ShareActivityDidFail"};
+inline constexpr NSNotification::Name userDidRequestShare{"UserDidRequestToPresentShareSheet"};
+inline constexpr NSNotification::Name userDidRequestMediaSaveToStudio{"UserDidRequestMediaSaveToStudio"};
+inline constexpr NSNotification::Name didCompleteSavingMediaToStudio{"DidCompleteSavingMediaToStudio"};
+inline constexpr NSNotification::Name showStudio{"ShowStudio"};
+inline constexpr NSNotification::Name userDidRequestToShowLibrary{"UserDidRequestToShowLibrary"};
+inline constexpr NSNotification::Name cameraLoadComplete{"cameraLoadComplete"};
+inline constexpr NSNotification::Name userDidRequestEntryForEditSection{"UserDidRequestEntryForEditSection"};
+inline constexpr NSNotification::Name userDidRequestExitFromLibrary{"UserDidRequestExitFromLibrary"};
+inline constexpr NSNotification::Name userDidRequestToShowLibraryFromClipEdit{
+    "userDidRequestToShowLibraryFromClipEdit"};
+inline constexpr NSNotification::Name videoFecthingCompleteForClipEdit{"videoFecthingCompleteForClipEdit"};
+inline constexpr NSNotification::Name prepareCountDownTimer{"prepareCountDownTimer"};
+inline constexpr NSNotification::Name addDismissed{"addDismissed"};
+inline constexpr NSNotification::Name startSimulatedProgress{"startSimulatedProgress"};
+inline constexpr NSNotification::Name simulatedProgressCompleted{"simulatedProgressCompleted"};
+inline constexpr NSNotification::Name shouldSetCountDownTimer{"shouldSetCountDownTimer"};
+inline constexpr NSNotification::Name saveCompleted{"saveCompleted"};
+inline constexpr NSNotification::Name userDidRequestToClearIntermediateLibraryMedias{
+    "UserDidRequestToClearIntermediateLibraryMedias"};
+inline constexpr NSNotification::Name libraryAllMediaCollectionDidCompleteLoading{
+    "LibraryAllMediaCollectionDidCompleteLoading"};
+inline constexpr NSNotification::Name userDidRemoveOnboardingOverlay{"UserDidRemoveOnboardingOverlay"};
+inline constexpr NSNotification::Name userDidChangeEditInstantFX{"UserDidChangeEditInstantFX"};
+inline constexpr NSNotification::Name dataBackUpRequestSent{"dataBackUpRequestSent"};
+inline constexpr NSNotification::Name showRatingPopup{"ShowRatingPopup"};
+inline constexpr NSNotification::Name showStoreWebView{"ShowStoreWebView"};
+inline constexpr NSNotification::Name purchaseCompletionCallback{"PurchaseCompletionCallback"};
+inline constexpr NSNotification::Name firebaseCrashLogListener{"FirebaseCrashLogListener"};
+inline constexpr NSNotification::Name remoteConfigurationsDidChange{"RemoteConfigurationsDidChange"};
+inline constexpr NSNotification::Name didRequestPurchase{"DidRequestPurchase"};
+inline constexpr NSNotification::Name promotionsDidUpdate{"InAppProductPromotionsUpdated"};
+inline constexpr NSNotification::Name productFetchFromStoreCompleted{"ProductFetchDidCompleteNotification"};
+inline constexpr NSNotification::Name productPurchaseCompleted{"ProductPurchaseDidCompletedNotification"};
+inline constexpr NSNotification::Name productPurchaseCancelled{"ProductPurchaseDidCancelNotification"};
+inline constexpr NSNotification::Name productPurchaseFailed{"ProductPurchaseDidFailNotification"};
+inline constexpr NSNotification::Name productRestoreCompleted{"ProductRestoreDidCompletedNotification"};
+inline constexpr NSNotification::Name productRestoreFailed{"ProductRestoreDidFailedNotification"};
 
-  /// Posted by a `TQReachability`, with itself as the object, when the way to its target has changed.
-  static constexpr platform::NSNotification::Name reachabilityChanged{"reachabilityChanged"};
-};
+/// Posted by a `TQReachability`, with itself as the object, when the way to its target has changed.
+inline constexpr NSNotification::Name reachabilityChanged{"reachabilityChanged"};
+
+}  // namespace NotificationName
 
 }  // namespace tq
-
-template <>
-struct std::hash<tq::NSNotification::Name> : std::hash<tq::platform::NSNotification::Name> {};

@@ -12,7 +12,7 @@ constexpr std::size_t kLine = 80;
 }  // namespace
 
 void TQLogger::debug(std::string_view message) {
-  platform::Log::debug(message, __FILE__, kFunction, kLine);
+  Log::debug(message, __FILE__, kFunction, kLine);
 }
 
 }  // namespace tq

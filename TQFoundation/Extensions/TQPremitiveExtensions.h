@@ -10,7 +10,7 @@ namespace tq {
 ///
 ///     TQLogger::debug("Failed to create Directory at Path: " + path);
 ///
-/// Hands each line unchanged to `platform::Log::debug`, which shows it or not as the host has set it up.
+/// Hands each line unchanged to `Log::debug`, which shows it or not as the host has set it up.
 /// File, function and line are always this logger's own: a line is known by its text.
 ///
 /// Callable from any thread; the host's sink runs on the caller's.

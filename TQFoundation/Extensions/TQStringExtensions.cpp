@@ -2,7 +2,7 @@
 
 namespace tq {
 
-std::string localized(std::string_view key, const platform::Bundle& bundle) {
+std::string localized(std::string_view key, const Bundle& bundle) {
   return bundle.localizedString(key);
 }
 

@@ -4,7 +4,7 @@
 
 namespace tq {
 
-std::optional<QueryParameters> queryParameters(const platform::URL& url) {
+std::optional<QueryParameters> queryParameters(const URL& url) {
   auto items = url.queryItems();
   if (!items) return std::nullopt;
   QueryParameters parameters;

@@ -6,10 +6,6 @@
 
 namespace tq {
 
-using platform::AVAsset;
-using platform::NSError;
-using platform::PHAsset;
-
 std::string kNetworkErrorDomain = "Network Error";
 std::int64_t kiCloudDownloadNetworkError = 81;
 std::int64_t kiCloudDownloadDiskFullError = 111;
@@ -125,7 +121,7 @@ bool TQAVAssetLoader::qx_checkDiskSpaceAvailable() const {
 void TQAVAssetLoader::qx_loadCloudLibraryVideo(const std::shared_ptr<const PHAsset>& video) {
   libraryErrorTold_ = false;
   auto onProgress = [self = shared_from_this()](double fraction, const std::optional<NSError>& error, bool&,
-                                                const platform::PHImageInfo&) {
+                                                const PHImageInfo&) {
     const double overall = self->overallFraction(fraction);
     self->ports_.mainQueue->async([self, overall, error] { self->libraryProgress(overall, error); });
   };
@@ -154,10 +150,9 @@ void TQAVAssetLoader::libraryAssetArrived(const std::shared_ptr<const PHAsset>& 
 }
 
 // The library's answer goes to `arrived` on the main queue, unless the load is cancelled by then.
-void TQAVAssetLoader::requestAsset(const std::shared_ptr<const PHAsset>& video,
-                                   platform::PHVideoRequestOptions options, Arrival arrived) {
-  auto onResult = [self = shared_from_this(), video, arrived](LibraryAsset asset,
-                                                              const platform::PHImageInfo&) {
+void TQAVAssetLoader::requestAsset(const std::shared_ptr<const PHAsset>& video, PHVideoRequestOptions options,
+                                   Arrival arrived) {
+  auto onResult = [self = shared_from_this(), video, arrived](LibraryAsset asset, const PHImageInfo&) {
     self->ports_.mainQueue->async([self, video, arrived, asset = std::move(asset)] {
       if (!self->downloadCancelled()) ((*self).*arrived)(video, asset);
     });

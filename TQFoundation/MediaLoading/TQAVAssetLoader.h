@@ -29,7 +29,7 @@ TQ_API extern std::int64_t kiCloudDownloadNetworkError;   ///< At first 81; the 
 TQ_API extern std::int64_t kiCloudDownloadDiskFullError;  ///< At first 111, in the domain "Disk Full".
 
 /// The videos of a batch as assets, in the batch's order; null for one that was never loaded.
-using TQLoadedAssets = std::vector<std::shared_ptr<platform::AVAsset>>;
+using TQLoadedAssets = std::vector<std::shared_ptr<AVAsset>>;
 
 /// Hears of a batch. Every call but `loadingCancelled` comes on the main queue.
 class TQ_API TQAVAssetLoadProtocol {
@@ -47,7 +47,7 @@ class TQ_API TQAVAssetLoadProtocol {
   virtual void loadingCompleted(const TQLoadedAssets& assets) = 0;
 
   /// A video could not be loaded. Unless the photo library goes on by itself, the batch ends here.
-  virtual void loadingFailedWithError(const platform::NSError& error) = 0;
+  virtual void loadingFailedWithError(const NSError& error) = 0;
 
   /// The load was cancelled. Comes inside `cancelLoad`, on the thread that called it.
   virtual void loadingCancelled() = 0;
@@ -55,12 +55,11 @@ class TQ_API TQAVAssetLoadProtocol {
 
 /// What an asset loader asks of the world.
 struct TQAVAssetLoaderPorts {
-  std::shared_ptr<platform::PHImageManager> photos = platform::PHImageManager::defaultManager();
-  std::shared_ptr<const platform::VolumeInfo> volumes = platform::VolumeInfo::shared();
-  platform::NSURLSessionMaker makeSession = platform::NSURLSession::sessionWithConfiguration;
-  std::shared_ptr<platform::DispatchQueue> mainQueue = platform::DispatchQueue::main();
-  std::shared_ptr<platform::DispatchQueue> setUpQueue =
-      platform::DispatchQueue::global(platform::DispatchQueue::Priority::high);
+  std::shared_ptr<PHImageManager> photos = PHImageManager::defaultManager();
+  std::shared_ptr<const VolumeInfo> volumes = VolumeInfo::shared();
+  NSURLSessionMaker makeSession = NSURLSession::sessionWithConfiguration;
+  std::shared_ptr<DispatchQueue> mainQueue = DispatchQueue::main();
+  std::shared_ptr<DispatchQueue> setUpQueue = DispatchQueue::global(DispatchQueue::Priority::high);
   std::filesystem::path temporaryDirectory = {};  ///< Empty: `NSTemporaryDirectory()` at each use.
 };
 
@@ -90,7 +89,7 @@ struct TQAVAssetLoaderPorts {
 class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
                                public std::enable_shared_from_this<TQAVAssetLoader> {
  public:
-  using Videos = std::vector<std::shared_ptr<const platform::PHAsset>>;
+  using Videos = std::vector<std::shared_ptr<const PHAsset>>;
 
   /// A loader for `videos`, none of them null. Nothing starts.
   [[nodiscard]] static std::shared_ptr<TQAVAssetLoader> initWithVideos(
@@ -110,14 +109,13 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
   /// Where the shared video at `url` is kept: in "iCloudVideos" of the temporary directory, under the text
   /// between the last "/" of the whole URL, its query included, and the first "?" after it.
   [[nodiscard]] static std::filesystem::path locationOfiCloudMovieAtURL(
-      const platform::URL& url,
-      const std::filesystem::path& temporaryDirectory = platform::NSTemporaryDirectory());
+      const URL& url, const std::filesystem::path& temporaryDirectory = NSTemporaryDirectory());
 
   [[nodiscard]] bool downloadCancelled() const { return state_ == State::cancelled; }
   [[nodiscard]] bool downloadStarted() const { return downloadStarted_; }
 
   /// The latest request to the photo library, also after its end; 0 before the first.
-  [[nodiscard]] platform::PHImageRequestID videoRequestIdentifier() const { return videoRequestIdentifier_; }
+  [[nodiscard]] PHImageRequestID videoRequestIdentifier() const { return videoRequestIdentifier_; }
 
   /// The batch. What is set while a batch loads counts for its result, and for the next start.
   [[nodiscard]] const Videos& videos() const { return videos_; }
@@ -139,50 +137,48 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
 
   /// From the file downloader.
   void fileDownloadingProgress(double fraction) override;
-  void didFinishFileDownloadingAtURL(const platform::URL& localLocation) override;
-  void didFinishFileDownloadingWithError(const std::optional<platform::NSError>& error) override;
+  void didFinishFileDownloadingAtURL(const URL& localLocation) override;
+  void didFinishFileDownloadingWithError(const std::optional<NSError>& error) override;
 
  protected:
   /// The steps of a batch, for derived classes. Main queue only.
   void qx_setupVideoAssetDownloadInformation();
   void qx_startLoading();
   [[nodiscard]] bool qx_isLoadCompleted() const;
-  void qx_setMovieLoadedForAsset(std::shared_ptr<platform::AVAsset> asset, const std::string& identifier);
+  void qx_setMovieLoadedForAsset(std::shared_ptr<AVAsset> asset, const std::string& identifier);
   void qx_setMovieNotLoadedForMediaIdentifier(const std::string& identifier);
 
   /// False only for a video that is still to be loaded; an identifier without an entry counts as loaded.
   [[nodiscard]] bool qx_isMovieLoadedForMediaIdentifier(const std::string& identifier) const;
   void qx_notifyStartDownloadIfRequired();
   void qx_notifyLoadCompletion();
-  void qx_notifyLoadingErrorIfNeeded(const platform::NSError& error);
+  void qx_notifyLoadingErrorIfNeeded(const NSError& error);
   void qx_loadVideoWithIdentifier(const std::string& identifier);
   [[nodiscard]] bool qx_checkDiskSpaceAvailable() const;
 
   /// How one video is loaded once there is room for it. Every video of a batch comes by here: a derived class
   /// sends those that live in a shared album on to `qx_loadiCloudSharedVideo`.
-  virtual void qx_loadCloudLibraryVideo(const std::shared_ptr<const platform::PHAsset>& video);
+  virtual void qx_loadCloudLibraryVideo(const std::shared_ptr<const PHAsset>& video);
 
   /// Loads a shared video: asks the photo library for its remote file, which is fetched into the cache folder
   /// unless it lies there already. The asset of the batch is then that file.
-  void qx_loadiCloudSharedVideo(const std::shared_ptr<const platform::PHAsset>& video);
-  void qx_loadCloudSharedAVURLAsset(const platform::AVURLAsset& asset,
-                                    const std::shared_ptr<const platform::PHAsset>& forVideo);
-  void qx_downloadVideoAtLocation(const platform::URL& remote, const platform::URL& local);
+  void qx_loadiCloudSharedVideo(const std::shared_ptr<const PHAsset>& video);
+  void qx_loadCloudSharedAVURLAsset(const AVURLAsset& asset, const std::shared_ptr<const PHAsset>& forVideo);
+  void qx_downloadVideoAtLocation(const URL& remote, const URL& local);
   void qx_cancelCloudSharedVideoDownload();
 
  private:
   // `telling`: the delegate is hearing how the batch has ended, which a cancel can no longer undo.
   enum class State { open, telling, cancelled };
-  using LibraryAsset = std::shared_ptr<platform::AVAsset>;
-  using Arrival = void (TQAVAssetLoader::*)(const std::shared_ptr<const platform::PHAsset>&,
-                                            const LibraryAsset&);
+  using LibraryAsset = std::shared_ptr<AVAsset>;
+  using Arrival = void (TQAVAssetLoader::*)(const std::shared_ptr<const PHAsset>&, const LibraryAsset&);
 
-  void recordVideo(const std::shared_ptr<const platform::PHAsset>& video);
-  void requestAsset(const std::shared_ptr<const platform::PHAsset>& video,
-                    platform::PHVideoRequestOptions options, Arrival arrived);
-  void libraryProgress(double overall, const std::optional<platform::NSError>& error);
-  void libraryAssetArrived(const std::shared_ptr<const platform::PHAsset>& video, const LibraryAsset& asset);
-  void sharedAssetArrived(const std::shared_ptr<const platform::PHAsset>& video, const LibraryAsset& asset);
+  void recordVideo(const std::shared_ptr<const PHAsset>& video);
+  void requestAsset(const std::shared_ptr<const PHAsset>& video, PHVideoRequestOptions options,
+                    Arrival arrived);
+  void libraryProgress(double overall, const std::optional<NSError>& error);
+  void libraryAssetArrived(const std::shared_ptr<const PHAsset>& video, const LibraryAsset& asset);
+  void sharedAssetArrived(const std::shared_ptr<const PHAsset>& video, const LibraryAsset& asset);
   void sharedFileReady();
   void videoFinished();
   void failWithNetworkError();
@@ -193,9 +189,9 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
   const TQAVAssetLoaderPorts ports_;
   std::atomic<State> state_ = State::open;
   std::atomic<std::thread::id> tellingThread_;
-  platform::WeakDelegate<TQAVAssetLoadProtocol> delegate_;
-  std::atomic<platform::PHImageRequestID> videoRequestIdentifier_ = 0;
-  platform::Guarded<std::shared_ptr<TQFileDownloader>> fileDownloader_;
+  WeakDelegate<TQAVAssetLoadProtocol> delegate_;
+  std::atomic<PHImageRequestID> videoRequestIdentifier_ = 0;
+  Guarded<std::shared_ptr<TQFileDownloader>> fileDownloader_;
 
   // Written on the main queue, read on the photo library's queues too.
   std::atomic<std::int64_t> numberOfVideosToDownload_ = 0;
@@ -207,9 +203,9 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
   std::int64_t numberOfVideosDownloaded_ = 0;
   bool downloadStarted_ = false;
   bool videoInFlight_ = false;
-  bool libraryErrorTold_ = false;            // of the request in flight
-  std::string sharedIdentifier_;             // of the shared video in flight
-  std::optional<platform::URL> sharedFile_;  // where its file is, or will be
+  bool libraryErrorTold_ = false;  // of the request in flight
+  std::string sharedIdentifier_;   // of the shared video in flight
+  std::optional<URL> sharedFile_;  // where its file is, or will be
 };
 
 }  // namespace tq

@@ -8,11 +8,6 @@
 
 namespace tq {
 
-using platform::AVURLAsset;
-using platform::NSError;
-using platform::PHAsset;
-using platform::URL;
-
 namespace {
 
 constexpr std::string_view kCacheFolder = "iCloudVideos";
@@ -57,13 +52,13 @@ void TQAVAssetLoader::qx_loadCloudSharedAVURLAsset(const AVURLAsset& asset,
     return failWithNetworkError();
   }
   const auto temporary =
-      ports_.temporaryDirectory.empty() ? platform::NSTemporaryDirectory() : ports_.temporaryDirectory;
+      ports_.temporaryDirectory.empty() ? NSTemporaryDirectory() : ports_.temporaryDirectory;
   const auto path = locationOfiCloudMovieAtURL(asset.url(), temporary);
   sharedIdentifier_ = forVideo->localIdentifier();
   sharedFile_ = URL::fileURLWithPath(path);
-  if (platform::NSFileManager::isRegularFile(path)) return sharedFileReady();
+  if (NSFileManager::isRegularFile(path)) return sharedFileReady();
   // Without the folder the download itself fails, and says why.
-  static_cast<void>(platform::NSFileManager::createDirectory(path.parent_path()));
+  static_cast<void>(NSFileManager::createDirectory(path.parent_path()));
   qx_downloadVideoAtLocation(asset.url(), *sharedFile_);
 }
 

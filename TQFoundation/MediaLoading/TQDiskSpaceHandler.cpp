@@ -12,8 +12,8 @@ constexpr std::chrono::seconds kCheckInterval{10};
 
 }  // namespace
 
-std::uint64_t getTotalDiskSpaceInBytes(const platform::VolumeInfo& volumes) {
-  return platform::freeBytesAtNearestFolder(platform::userFolder(platform::UserFolder::documents), volumes);
+std::uint64_t getTotalDiskSpaceInBytes(const VolumeInfo& volumes) {
+  return freeBytesAtNearestFolder(userFolder(UserFolder::documents), volumes);
 }
 
 std::shared_ptr<TQDiskSpaceHandler> TQDiskSpaceHandler::make(TQDiskSpaceHandlerPorts ports) {
@@ -40,8 +40,8 @@ bool TQDiskSpaceHandler::hasSpaceForCopyingVideo() const {
 
 void TQDiskSpaceHandler::startMonitoringDiskSpace() {
   stopMonitoringDiskSpace();
-  const auto loop = ports_.runLoop ? ports_.runLoop : platform::RunLoop::current();
-  diskCheckTimer_ = loop->schedule(kCheckInterval, platform::RunLoop::Repeats::yes,
+  const auto loop = ports_.runLoop ? ports_.runLoop : RunLoop::current();
+  diskCheckTimer_ = loop->schedule(kCheckInterval, RunLoop::Repeats::yes,
                                    [self = shared_from_this()] { self->diskSpaceCheck(); });
 }
 

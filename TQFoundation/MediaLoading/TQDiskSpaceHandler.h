@@ -16,7 +16,7 @@ inline constexpr std::int64_t kMinDiskspace = 314'572'800;
 /// Bytes that this user can still write on the volume that holds the Documents folder (where that does not
 /// exist, its nearest existing parent); 0 when the system cannot tell. Callable from any thread.
 [[nodiscard]] TQ_API std::uint64_t getTotalDiskSpaceInBytes(
-    const platform::VolumeInfo& volumes = *platform::VolumeInfo::shared());
+    const VolumeInfo& volumes = *VolumeInfo::shared());
 
 /// Hears that the room has become scarce.
 class TQ_API TQDiskSpaceHandlerDelegate {
@@ -31,8 +31,8 @@ class TQ_API TQDiskSpaceHandlerDelegate {
 
 /// What a disk space handler asks of the world.
 struct TQDiskSpaceHandlerPorts {
-  std::shared_ptr<const platform::VolumeInfo> volumes = platform::VolumeInfo::shared();
-  std::shared_ptr<platform::RunLoop> runLoop = nullptr;  ///< Null: that of the thread that starts monitoring.
+  std::shared_ptr<const VolumeInfo> volumes = VolumeInfo::shared();
+  std::shared_ptr<RunLoop> runLoop = nullptr;  ///< Null: that of the thread that starts monitoring.
 };
 
 /// Watches that a device keeps room for video, and answers whether it has some now.
@@ -76,7 +76,7 @@ class TQ_API TQDiskSpaceHandler : public std::enable_shared_from_this<TQDiskSpac
   void stopMonitoringDiskSpace();
 
   /// The timer while monitoring runs, else null.
-  [[nodiscard]] const std::shared_ptr<platform::Timer>& diskCheckTimer() const { return diskCheckTimer_; }
+  [[nodiscard]] const std::shared_ptr<Timer>& diskCheckTimer() const { return diskCheckTimer_; }
 
  private:
   explicit TQDiskSpaceHandler(TQDiskSpaceHandlerPorts ports);
@@ -85,8 +85,8 @@ class TQ_API TQDiskSpaceHandler : public std::enable_shared_from_this<TQDiskSpac
 
   const TQDiskSpaceHandlerPorts ports_;
   std::int64_t minFreeDiskSpaceLimit_ = kMinDiskspace;
-  platform::WeakDelegate<TQDiskSpaceHandlerDelegate> delegate_;
-  std::shared_ptr<platform::Timer> diskCheckTimer_;
+  WeakDelegate<TQDiskSpaceHandlerDelegate> delegate_;
+  std::shared_ptr<Timer> diskCheckTimer_;
 };
 
 }  // namespace tq

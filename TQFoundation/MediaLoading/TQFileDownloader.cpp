@@ -6,18 +6,14 @@
 
 namespace tq {
 
-using platform::NSError;
-using platform::NSURLSessionDownloadTask;
-using platform::URL;
-
 namespace {
 
 std::optional<NSError> moveIntoPlace(const URL& from, const URL& to) {
   const auto source = from.filePath();
   const auto target = to.filePath();
-  if (source && target) return platform::NSFileManager::moveItem(*source, *target);
-  return platform::makeError(platform::NSCocoaErrorDomain, platform::NSFileWriteUnsupportedSchemeError,
-                             "cannot move the file to " + to.absoluteString() + ": that is no file URL");
+  if (source && target) return NSFileManager::moveItem(*source, *target);
+  return makeError(NSCocoaErrorDomain, NSFileWriteUnsupportedSchemeError,
+                   "cannot move the file to " + to.absoluteString() + ": that is no file URL");
 }
 
 }  // namespace
@@ -28,7 +24,7 @@ std::shared_ptr<TQFileDownloader> TQFileDownloader::make(TQFileDownloaderPorts p
 
 void TQFileDownloader::downloadFileAtRemoteLocation(const URL& remote, const URL& local) {
   localLocation_.set(local);
-  auto configuration = platform::NSURLSessionConfiguration::defaultSessionConfiguration();
+  auto configuration = NSURLSessionConfiguration::defaultSessionConfiguration();
   if (const auto path = local.filePath()) configuration.destinationFolder = path->parent_path();
   const auto session = ports_.makeSession(configuration, weak_from_this());
   downloadSession_.set(session);

@@ -21,17 +21,17 @@ class TQ_API TQFileDownloaderDelegate {
   virtual void fileDownloadingProgress(double fraction) = 0;
 
   /// The whole file lies at `localLocation`.
-  virtual void didFinishFileDownloadingAtURL(const platform::URL& localLocation) = 0;
+  virtual void didFinishFileDownloadingAtURL(const URL& localLocation) = 0;
 
   /// The file could not be moved into place, or the transfer has ended: with the error that ended it, or
   /// without one after a success. A call without an error says nothing new.
-  virtual void didFinishFileDownloadingWithError(const std::optional<platform::NSError>& error) = 0;
+  virtual void didFinishFileDownloadingWithError(const std::optional<NSError>& error) = 0;
 };
 
 /// What a file downloader asks of the world.
 struct TQFileDownloaderPorts {
-  platform::NSURLSessionMaker makeSession = platform::NSURLSession::sessionWithConfiguration;
-  std::shared_ptr<platform::DispatchQueue> mainQueue = platform::DispatchQueue::main();
+  NSURLSessionMaker makeSession = NSURLSession::sessionWithConfiguration;
+  std::shared_ptr<DispatchQueue> mainQueue = DispatchQueue::main();
 };
 
 /// Downloads one file over http or https to where the caller wants it.
@@ -53,13 +53,13 @@ struct TQFileDownloaderPorts {
 ///
 /// Callable from any thread. The callbacks run on the main queue, never inside the call that started the
 /// work; they may release the downloader.
-class TQ_API TQFileDownloader : public platform::NSURLSessionDownloadDelegate,
+class TQ_API TQFileDownloader : public NSURLSessionDownloadDelegate,
                                 public std::enable_shared_from_this<TQFileDownloader> {
  public:
   [[nodiscard]] static std::shared_ptr<TQFileDownloader> make(TQFileDownloaderPorts ports = {});
 
   /// Starts downloading `remote` to the file URL `local`.
-  void downloadFileAtRemoteLocation(const platform::URL& remote, const platform::URL& local);
+  void downloadFileAtRemoteLocation(const URL& remote, const URL& local);
 
   /// Cancels the latest download: its delegate hears `NSURLErrorCancelled`. Without one: nothing.
   void cancelFileDownload();
@@ -70,30 +70,24 @@ class TQ_API TQFileDownloader : public platform::NSURLSessionDownloadDelegate,
   }
 
   /// Of the latest download, also after its end; absent or null before the first.
-  [[nodiscard]] std::optional<platform::URL> localLocation() const { return localLocation_.get(); }
-  [[nodiscard]] std::shared_ptr<platform::NSURLSessionDownloadTask> downloadTask() const {
-    return downloadTask_.get();
-  }
-  [[nodiscard]] std::shared_ptr<platform::NSURLSession> downloadSession() const {
-    return downloadSession_.get();
-  }
+  [[nodiscard]] std::optional<URL> localLocation() const { return localLocation_.get(); }
+  [[nodiscard]] std::shared_ptr<NSURLSessionDownloadTask> downloadTask() const { return downloadTask_.get(); }
+  [[nodiscard]] std::shared_ptr<NSURLSession> downloadSession() const { return downloadSession_.get(); }
 
   /// From the session, on its queue.
-  void didWriteData(platform::NSURLSessionDownloadTask& task, std::int64_t bytesWritten,
-                    std::int64_t totalBytesWritten, std::int64_t totalBytesExpectedToWrite) override;
-  void didFinishDownloadingToURL(platform::NSURLSessionDownloadTask& task,
-                                 const platform::URL& location) override;
-  void didCompleteWithError(platform::NSURLSessionDownloadTask& task,
-                            const std::optional<platform::NSError>& error) override;
+  void didWriteData(NSURLSessionDownloadTask& task, std::int64_t bytesWritten, std::int64_t totalBytesWritten,
+                    std::int64_t totalBytesExpectedToWrite) override;
+  void didFinishDownloadingToURL(NSURLSessionDownloadTask& task, const URL& location) override;
+  void didCompleteWithError(NSURLSessionDownloadTask& task, const std::optional<NSError>& error) override;
 
  private:
   explicit TQFileDownloader(TQFileDownloaderPorts ports) : ports_(std::move(ports)) {}
 
   const TQFileDownloaderPorts ports_;
-  platform::WeakDelegate<TQFileDownloaderDelegate> delegate_;
-  platform::Guarded<std::optional<platform::URL>> localLocation_;
-  platform::Guarded<std::shared_ptr<platform::NSURLSessionDownloadTask>> downloadTask_;
-  platform::Guarded<std::shared_ptr<platform::NSURLSession>> downloadSession_;
+  WeakDelegate<TQFileDownloaderDelegate> delegate_;
+  Guarded<std::optional<URL>> localLocation_;
+  Guarded<std::shared_ptr<NSURLSessionDownloadTask>> downloadTask_;
+  Guarded<std::shared_ptr<NSURLSession>> downloadSession_;
 };
 
 }  // namespace tq

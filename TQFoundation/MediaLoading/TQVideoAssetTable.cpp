@@ -5,16 +5,16 @@
 
 namespace tq {
 
-bool TQVideoAssetTable::add(std::shared_ptr<const platform::PHAsset> video) {
+bool TQVideoAssetTable::add(std::shared_ptr<const PHAsset> video) {
   if (!positions_.emplace(video->localIdentifier(), entries_.size()).second) return false;
   entries_.push_back({.video = std::move(video), .asset = nullptr});
   return true;
 }
 
-void TQVideoAssetTable::set(const std::string& identifier, std::shared_ptr<platform::AVAsset> asset) {
+void TQVideoAssetTable::set(const std::string& identifier, std::shared_ptr<AVAsset> asset) {
   auto found = positions_.find(identifier);
   if (found == positions_.end()) {
-    add(std::make_shared<const platform::PHAsset>(identifier));
+    add(std::make_shared<const PHAsset>(identifier));
     found = positions_.find(identifier);
   }
   if (!asset) firstCandidate_ = std::min(firstCandidate_, found->second);

@@ -21,15 +21,15 @@ namespace tq {
 class TQ_API TQVideoAssetTable {
  public:
   struct Entry {
-    std::shared_ptr<const platform::PHAsset> video;
-    std::shared_ptr<platform::AVAsset> asset;  ///< Null marks a video that is not loaded.
+    std::shared_ptr<const PHAsset> video;
+    std::shared_ptr<AVAsset> asset;  ///< Null marks a video that is not loaded.
   };
 
   /// Adds `video`, not loaded. False, and nothing changes, when its identifier has an entry.
-  bool add(std::shared_ptr<const platform::PHAsset> video);
+  bool add(std::shared_ptr<const PHAsset> video);
 
   /// Stores what is known of `identifier`, null for "not loaded"; one without an entry gets one.
-  void set(const std::string& identifier, std::shared_ptr<platform::AVAsset> asset);
+  void set(const std::string& identifier, std::shared_ptr<AVAsset> asset);
 
   /// The entry of `identifier`, or null. Valid until the table changes.
   [[nodiscard]] const Entry* find(std::string_view identifier) const;

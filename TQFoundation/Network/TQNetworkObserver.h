@@ -49,7 +49,7 @@ class TQ_API TQNetworkObserver : public std::enable_shared_from_this<TQNetworkOb
   virtual void startObserving();
   void tell(bool status) const;
 
-  const platform::WeakDelegate<TQNetworkObserverDelegate> delegate_;
+  const WeakDelegate<TQNetworkObserverDelegate> delegate_;
   const std::shared_ptr<TQReachability> reachability_;
 };
 

@@ -9,8 +9,6 @@
 namespace tq {
 namespace {
 
-using namespace platform;
-
 // The objects that the platform may call back, by the address it knows them by. A callback that has begun
 // when the last owner lets go finds nothing here, or holds the object for as long as it runs.
 class CalledBack {
@@ -210,7 +208,7 @@ void TQReachability::report(const Handler& chosen) {
   if (usingHostname_) TQLogger::debug("USING HOSTNAME ABOUT TO CALL BLOCK");
   if (chosen) chosen(*this);
   if (const auto center = notificationCenter())
-    center->postNotificationName(tq::NSNotification::Name::reachabilityChanged, shared_from_this());
+    center->postNotificationName(tq::NotificationName::reachabilityChanged, shared_from_this());
 }
 
 std::string_view description(TQReachability::Connection connection) {

@@ -19,16 +19,15 @@
 
 namespace tq {
 
-/// Published for callers; the library posts `NSNotification::Name::reachabilityChanged` instead.
-inline constexpr platform::NSNotification::Name ReachabilityChangedNotification{
-    "ReachabilityChangedNotification"};
+/// Published for callers; the library posts `NotificationName::reachabilityChanged` instead.
+inline constexpr NSNotification::Name ReachabilityChangedNotification{"ReachabilityChangedNotification"};
 
 /// Why a reachability cannot be watched.
 ///
 ///     if (const auto error = reachability->startNotifier()) say(error->localizedDescription());
 struct TQ_API ReachabilityError {
   struct FailedToCreateWithAddress {
-    platform::NetworkAddress address;
+    NetworkAddress address;
     friend bool operator==(const FailedToCreateWithAddress&, const FailedToCreateWithAddress&) = default;
   };
   struct FailedToCreateWithHostname {
@@ -55,9 +54,8 @@ struct TQ_API ReachabilityError {
 
 /// What a reachability asks of the world.
 struct TQReachabilityPorts {
-  std::shared_ptr<platform::SCNetworkReachabilityProvider> network =
-      platform::SCNetworkReachabilityProvider::shared();
-  std::shared_ptr<platform::DispatchQueue> mainQueue = platform::DispatchQueue::main();
+  std::shared_ptr<SCNetworkReachabilityProvider> network = SCNetworkReachabilityProvider::shared();
+  std::shared_ptr<DispatchQueue> mainQueue = DispatchQueue::main();
   bool isRunningOnDevice = true;  ///< False: whatever is reachable counts as WiFi.
 };
 
@@ -96,8 +94,9 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
                                                             TQReachabilityPorts ports = {});
 
   /// Watches the target behind `reachabilityRef`, which must not be null; `ports.network` is not asked.
-  [[nodiscard]] static std::shared_ptr<TQReachability> make(
-      platform::SCNetworkReachabilityRef reachabilityRef, bool usingHostname, TQReachabilityPorts ports = {});
+  [[nodiscard]] static std::shared_ptr<TQReachability> make(SCNetworkReachabilityRef reachabilityRef,
+                                                            bool usingHostname,
+                                                            TQReachabilityPorts ports = {});
 
   virtual ~TQReachability();
   TQReachability(const TQReachability&) = delete;
@@ -115,8 +114,8 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
   virtual void setAllowsCellularConnection(bool allowed) { allowsCellularConnection_ = allowed; }
 
   /// Where changes are posted, at first the process's default center; null posts nowhere.
-  [[nodiscard]] virtual std::shared_ptr<platform::NSNotificationCenter> notificationCenter() const;
-  virtual void setNotificationCenter(std::shared_ptr<platform::NSNotificationCenter> center);
+  [[nodiscard]] virtual std::shared_ptr<NSNotificationCenter> notificationCenter() const;
+  virtual void setNotificationCenter(std::shared_ptr<NSNotificationCenter> center);
 
   /// Over which kind of link the target can be reached now, with `allowsCellularConnection` in mind.
   [[nodiscard]] virtual Connection connection() const;
@@ -147,28 +146,27 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
   void stopNotifier();
 
  protected:
-  TQReachability(platform::SCNetworkReachabilityRef reachabilityRef, bool usingHostname,
-                 TQReachabilityPorts ports);
+  TQReachability(SCNetworkReachabilityRef reachabilityRef, bool usingHostname, TQReachabilityPorts ports);
 
  private:
-  using Flags = platform::SCNetworkReachabilityFlags;
+  using Flags = SCNetworkReachabilityFlags;
 
-  static void callback(const platform::SCNetworkReachabilityRef& reachability, Flags flags, void* info);
+  static void callback(const SCNetworkReachabilityRef& reachability, Flags flags, void* info);
   [[nodiscard]] Flags flags() const { return reachabilityRef_->getFlags().value_or(0); }
   [[nodiscard]] bool has(Flags flag) const { return (flags() & flag) != 0; }
   void unregister();
   void reachabilityChanged();
   void report(const Handler& chosen);
 
-  const platform::SCNetworkReachabilityRef reachabilityRef_;
+  const SCNetworkReachabilityRef reachabilityRef_;
   const bool usingHostname_;
   const bool isRunningOnDevice_;
-  const std::shared_ptr<platform::DispatchQueue> mainQueue_;
-  const std::shared_ptr<platform::DispatchQueue> reachabilitySerialQueue_;
+  const std::shared_ptr<DispatchQueue> mainQueue_;
+  const std::shared_ptr<DispatchQueue> reachabilitySerialQueue_;
 
-  platform::Guarded<std::shared_ptr<const Handler>> whenReachable_;
-  platform::Guarded<std::shared_ptr<const Handler>> whenUnreachable_;
-  platform::Guarded<std::shared_ptr<platform::NSNotificationCenter>> notificationCenter_;
+  Guarded<std::shared_ptr<const Handler>> whenReachable_;
+  Guarded<std::shared_ptr<const Handler>> whenUnreachable_;
+  Guarded<std::shared_ptr<NSNotificationCenter>> notificationCenter_;
   std::atomic<bool> allowsCellularConnection_ = true;
 
   std::mutex registration_;

@@ -24,7 +24,7 @@ bool lists(const AAPLTransitions& transitions, const std::string& from, const st
 void log(std::initializer_list<std::string_view> pieces) {
   std::string line;
   for (const std::string_view piece : pieces) line += piece;
-  platform::NSLog(line);
+  NSLog(line);
 }
 
 }  // namespace

@@ -135,7 +135,7 @@ class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,
 
   AAPLState currentState_;
   bool shouldLogStateTransitions_ = false;
-  platform::Guarded<std::shared_ptr<const AAPLTransitions>> validTransitions_{
+  Guarded<std::shared_ptr<const AAPLTransitions>> validTransitions_{
       std::make_shared<const AAPLTransitions>()};
   std::weak_ptr<AAPLStateMachineDelegate> delegate_;
   AAPLEdges edges_;

@@ -12,7 +12,7 @@ namespace tq::doubles {
 ///     EXPECT_EQ(UIDevice::type(FakeDeviceInfo("iPhone11,6")), Model::iPhoneXSMax);
 ///
 /// Immutable after construction; share freely.
-class FakeDeviceInfo final : public platform::DeviceInfo {
+class FakeDeviceInfo final : public DeviceInfo {
  public:
   explicit FakeDeviceInfo(std::string hardwareIdentifier, std::string systemVersion = "12.1")
       : hardwareIdentifier_(std::move(hardwareIdentifier)), systemVersion_(std::move(systemVersion)) {}

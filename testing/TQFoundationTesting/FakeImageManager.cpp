@@ -4,22 +4,17 @@
 
 namespace tq::doubles {
 
-using platform::AVURLAsset;
-using platform::NSError;
-using platform::PHImageInfo;
-using platform::PHImageRequestID;
-
-std::shared_ptr<FakeImageManager> FakeImageManager::make(std::shared_ptr<platform::DispatchQueue> queue) {
+std::shared_ptr<FakeImageManager> FakeImageManager::make(std::shared_ptr<DispatchQueue> queue) {
   return std::shared_ptr<FakeImageManager>(new FakeImageManager(std::move(queue)));
 }
 
 void FakeImageManager::add(const std::string& identifier, FakeVideo video) {
   const std::scoped_lock lock(mutex_);
   if (treatment_.insert_or_assign(identifier, std::move(video)).second)
-    videos_.push_back(std::make_shared<const platform::PHAsset>(identifier));
+    videos_.push_back(std::make_shared<const PHAsset>(identifier));
 }
 
-std::vector<std::shared_ptr<const platform::PHAsset>> FakeImageManager::videos() const {
+std::vector<std::shared_ptr<const PHAsset>> FakeImageManager::videos() const {
   const std::scoped_lock lock(mutex_);
   return videos_;
 }
@@ -34,8 +29,8 @@ std::size_t FakeImageManager::requestsCancelled() const {
   return cancelled_;
 }
 
-PHImageRequestID FakeImageManager::requestAVAssetForVideo(std::shared_ptr<const platform::PHAsset> video,
-                                                          platform::PHVideoRequestOptions options,
+PHImageRequestID FakeImageManager::requestAVAssetForVideo(std::shared_ptr<const PHAsset> video,
+                                                          PHVideoRequestOptions options,
                                                           ResultHandler resultHandler) {
   const std::string& identifier = video->localIdentifier();
   Request request{identifier, std::nullopt, std::move(options), std::move(resultHandler)};
@@ -100,11 +95,11 @@ void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
   }
   if (!request) return;
   PHImageInfo info{.error = std::nullopt, .cancelled = cancelled};
-  std::shared_ptr<platform::AVAsset> asset;
+  std::shared_ptr<AVAsset> asset;
   if (cancelled) return request->resultHandler(nullptr, info);
   const auto missing = [&](std::string sentence) {
-    return platform::makeError(platform::NSCocoaErrorDomain, platform::NSFileReadNoSuchFileError,
-                               std::move(sentence) + request->identifier);
+    return makeError(NSCocoaErrorDomain, NSFileReadNoSuchFileError,
+                     std::move(sentence) + request->identifier);
   };
   if (!request->video) {
     info.error = missing("no such video: ");
@@ -112,8 +107,7 @@ void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
     info.error = request->video->error.value_or(missing("no asset of "));
   } else {
     asset = request->video->asset;
-    if (!asset)
-      asset = std::make_shared<AVURLAsset>(platform::URL::fileURLWithPath("/" + request->identifier));
+    if (!asset) asset = std::make_shared<AVURLAsset>(URL::fileURLWithPath("/" + request->identifier));
   }
   request->resultHandler(std::move(asset), info);
 }

@@ -16,11 +16,11 @@ namespace tq::doubles {
 
 /// How a fake photo library treats one of its videos.
 struct FakeVideo {
-  std::vector<double> progress = {};              ///< Fractions to report, in this order.
-  std::optional<platform::NSError> error = {};    ///< Reported after the fractions.
-  bool hasAsset = true;                           ///< Whether the result carries an asset.
-  bool stalls = false;                            ///< The result waits for `finish`, or for a cancel.
-  std::shared_ptr<platform::AVAsset> asset = {};  ///< Null: a new `AVURLAsset` of "file:///IDENTIFIER".
+  std::vector<double> progress = {};    ///< Fractions to report, in this order.
+  std::optional<NSError> error = {};    ///< Reported after the fractions.
+  bool hasAsset = true;                 ///< Whether the result carries an asset.
+  bool stalls = false;                  ///< The result waits for `finish`, or for a cancel.
+  std::shared_ptr<AVAsset> asset = {};  ///< Null: a new `AVURLAsset` of "file:///IDENTIFIER".
 };
 
 /// A photo library that lives in memory.
@@ -33,17 +33,17 @@ struct FakeVideo {
 /// it is as fast as a serial queue can be.
 ///
 /// Callable from any thread.
-class TQ_API FakeImageManager final : public platform::PHImageManager,
+class TQ_API FakeImageManager final : public PHImageManager,
                                       public std::enable_shared_from_this<FakeImageManager> {
  public:
   [[nodiscard]] static std::shared_ptr<FakeImageManager> make(
-      std::shared_ptr<platform::DispatchQueue> queue = platform::DispatchQueue::serial());
+      std::shared_ptr<DispatchQueue> queue = DispatchQueue::serial());
 
   /// Adds a video, or changes how one that is there is treated from the next request on.
   void add(const std::string& identifier, FakeVideo video = {});
 
   /// All videos, in the order they were added first.
-  [[nodiscard]] std::vector<std::shared_ptr<const platform::PHAsset>> videos() const;
+  [[nodiscard]] std::vector<std::shared_ptr<const PHAsset>> videos() const;
 
   /// Gives all requests that stall their result.
   void finish();
@@ -51,32 +51,30 @@ class TQ_API FakeImageManager final : public platform::PHImageManager,
   [[nodiscard]] std::size_t requestsMade() const;
   [[nodiscard]] std::size_t requestsCancelled() const;
 
-  platform::PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const platform::PHAsset> video,
-                                                    platform::PHVideoRequestOptions options,
-                                                    ResultHandler resultHandler) override;
-  void cancelImageRequest(platform::PHImageRequestID request) override;
+  PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> video, PHVideoRequestOptions options,
+                                          ResultHandler resultHandler) override;
+  void cancelImageRequest(PHImageRequestID request) override;
 
  private:
   struct Request {
     std::string identifier;
     std::optional<FakeVideo> video;  // absent: the library has no such video
-    platform::PHVideoRequestOptions options;
+    PHVideoRequestOptions options;
     ResultHandler resultHandler;
   };
 
-  explicit FakeImageManager(std::shared_ptr<platform::DispatchQueue> queue) : queue_(std::move(queue)) {}
-  void serve(platform::PHImageRequestID id);
-  [[nodiscard]] bool report(platform::PHImageRequestID id, double fraction,
-                            const std::optional<platform::NSError>& error);
-  void end(platform::PHImageRequestID id, bool cancelled);
-  [[nodiscard]] std::shared_ptr<const Request> running(platform::PHImageRequestID id) const;
+  explicit FakeImageManager(std::shared_ptr<DispatchQueue> queue) : queue_(std::move(queue)) {}
+  void serve(PHImageRequestID id);
+  [[nodiscard]] bool report(PHImageRequestID id, double fraction, const std::optional<NSError>& error);
+  void end(PHImageRequestID id, bool cancelled);
+  [[nodiscard]] std::shared_ptr<const Request> running(PHImageRequestID id) const;
 
-  const std::shared_ptr<platform::DispatchQueue> queue_;
+  const std::shared_ptr<DispatchQueue> queue_;
   mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<const platform::PHAsset>> videos_;
+  std::vector<std::shared_ptr<const PHAsset>> videos_;
   std::map<std::string, FakeVideo> treatment_;
-  std::map<platform::PHImageRequestID, std::shared_ptr<const Request>> running_;
-  platform::PHImageRequestID lastId_ = 0;
+  std::map<PHImageRequestID, std::shared_ptr<const Request>> running_;
+  PHImageRequestID lastId_ = 0;
   std::size_t cancelled_ = 0;
 };
 

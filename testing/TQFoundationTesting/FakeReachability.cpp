@@ -9,8 +9,6 @@
 
 namespace tq::doubles {
 
-using namespace platform;
-
 struct FakeReachability::State {
   mutable std::mutex mutex;
   std::optional<Flags> flags;

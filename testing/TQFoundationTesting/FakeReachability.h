@@ -20,9 +20,9 @@ namespace tq::doubles {
 ///     queue->run();
 ///
 /// Callable from any thread.
-class TQ_API FakeReachability final : public platform::SCNetworkReachabilityProvider {
+class TQ_API FakeReachability final : public SCNetworkReachabilityProvider {
  public:
-  using Flags = platform::SCNetworkReachabilityFlags;
+  using Flags = SCNetworkReachabilityFlags;
 
   /// What the system refuses from now on.
   struct Refusals {
@@ -51,16 +51,15 @@ class TQ_API FakeReachability final : public platform::SCNetworkReachabilityProv
   /// How often flags have been read.
   [[nodiscard]] int reads() const;
 
-  [[nodiscard]] platform::SCNetworkReachabilityRef createWithAddress(
-      const platform::NetworkAddress& address) override;
-  [[nodiscard]] platform::SCNetworkReachabilityRef createWithName(std::string_view name) override;
+  [[nodiscard]] SCNetworkReachabilityRef createWithAddress(const NetworkAddress& address) override;
+  [[nodiscard]] SCNetworkReachabilityRef createWithName(std::string_view name) override;
 
  private:
   class Target;
   struct State;
 
   [[nodiscard]] std::vector<std::shared_ptr<Target>> targets() const;
-  [[nodiscard]] platform::SCNetworkReachabilityRef create();
+  [[nodiscard]] SCNetworkReachabilityRef create();
 
   const std::shared_ptr<State> state_;
   mutable std::mutex mutex_;

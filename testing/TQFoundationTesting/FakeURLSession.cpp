@@ -11,10 +11,7 @@
 
 namespace tq::doubles {
 
-using platform::NSError;
-using platform::NSURLSessionDownloadDelegate;
-
-class FakeDownloadTask final : public platform::NSURLSessionDownloadTask,
+class FakeDownloadTask final : public NSURLSessionDownloadTask,
                                public std::enable_shared_from_this<FakeDownloadTask> {
  public:
   FakeDownloadTask(std::shared_ptr<FakeNetwork> network, std::string url,
@@ -28,14 +25,12 @@ class FakeDownloadTask final : public platform::NSURLSessionDownloadTask,
   void cancel() override {
     begin();
     network_->queue_->async([self = shared_from_this()] {
-      self->end(platform::makeError(platform::NSURLErrorDomain, platform::NSURLErrorCancelled,
-                                    "cannot fetch " + self->url_ + ": cancelled"));
+      self->end(
+          makeError(NSURLErrorDomain, NSURLErrorCancelled, "cannot fetch " + self->url_ + ": cancelled"));
     });
   }
 
-  [[nodiscard]] std::optional<platform::NSHTTPURLResponse> response() const override {
-    return response_.get();
-  }
+  [[nodiscard]] std::optional<NSHTTPURLResponse> response() const override { return response_.get(); }
 
  private:
   bool begin() {
@@ -52,7 +47,7 @@ class FakeDownloadTask final : public platform::NSURLSessionDownloadTask,
     auto& totals = reply_.progress;
     const bool whole = !reply_.error && !reply_.stalls;
     if (whole && size > 0 && (totals.empty() || totals.back() != size)) totals.push_back(size);
-    if (!reply_.error) response_.set(platform::NSHTTPURLResponse{.statusCode = reply_.status});
+    if (!reply_.error) response_.set(NSHTTPURLResponse{.statusCode = reply_.status});
     step(0, 0);
   }
 
@@ -71,11 +66,11 @@ class FakeDownloadTask final : public platform::NSURLSessionDownloadTask,
   }
 
   void deliver(const std::string& body) {
-    platform::TemporaryFile file;
-    if (platform::TemporaryFile::createIn(platform::NSTemporaryDirectory(), file) != 0) return;
+    TemporaryFile file;
+    if (TemporaryFile::createIn(NSTemporaryDirectory(), file) != 0) return;
     ::close(file.descriptor);
     std::ofstream(file.path, std::ios::binary) << body;
-    delegate_->didFinishDownloadingToURL(*this, platform::URL::fileURLWithPath(file.path));
+    delegate_->didFinishDownloadingToURL(*this, URL::fileURLWithPath(file.path));
     ::unlink(file.path.c_str());
   }
 
@@ -89,7 +84,7 @@ class FakeDownloadTask final : public platform::NSURLSessionDownloadTask,
   const std::weak_ptr<NSURLSessionDownloadDelegate> weakDelegate_;
   std::mutex mutex_;
   bool begun_ = false;
-  platform::Guarded<std::optional<platform::NSHTTPURLResponse>> response_;
+  Guarded<std::optional<NSHTTPURLResponse>> response_;
 
   // The network's queue only, once begun.
   FakeReply reply_;
@@ -99,13 +94,13 @@ class FakeDownloadTask final : public platform::NSURLSessionDownloadTask,
 
 namespace {
 
-class FakeURLSession final : public platform::NSURLSession {
+class FakeURLSession final : public NSURLSession {
  public:
   FakeURLSession(std::shared_ptr<FakeNetwork> network, std::weak_ptr<NSURLSessionDownloadDelegate> delegate)
       : network_(std::move(network)), delegate_(std::move(delegate)) {}
 
-  [[nodiscard]] std::shared_ptr<platform::NSURLSessionDownloadTask> downloadTaskWithRequest(
-      platform::NSURLRequest request) override {
+  [[nodiscard]] std::shared_ptr<NSURLSessionDownloadTask> downloadTaskWithRequest(
+      NSURLRequest request) override {
     return std::make_shared<FakeDownloadTask>(network_, request.url.absoluteString(), delegate_);
   }
 
@@ -116,7 +111,7 @@ class FakeURLSession final : public platform::NSURLSession {
 
 }  // namespace
 
-std::shared_ptr<FakeNetwork> FakeNetwork::make(std::shared_ptr<platform::DispatchQueue> queue) {
+std::shared_ptr<FakeNetwork> FakeNetwork::make(std::shared_ptr<DispatchQueue> queue) {
   return std::shared_ptr<FakeNetwork>(new FakeNetwork(std::move(queue)));
 }
 
@@ -125,8 +120,8 @@ void FakeNetwork::add(const std::string& url, FakeReply reply) {
   replies_.insert_or_assign(url, std::move(reply));
 }
 
-platform::NSURLSessionMaker FakeNetwork::maker() {
-  return [self = shared_from_this()](const platform::NSURLSessionConfiguration&,
+NSURLSessionMaker FakeNetwork::maker() {
+  return [self = shared_from_this()](const NSURLSessionConfiguration&,
                                      std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
     return std::make_shared<FakeURLSession>(self, std::move(delegate));
   };
@@ -142,8 +137,8 @@ FakeReply FakeNetwork::answer(const std::string& url) {
   const std::scoped_lock lock(mutex_);
   ++requests_[url];
   if (const auto found = replies_.find(url); found != replies_.end()) return found->second;
-  return {.error = platform::makeError(platform::NSURLErrorDomain, platform::NSURLErrorCannotFindHost,
-                                       "cannot fetch " + url + ": no such host")};
+  return {.error = makeError(NSURLErrorDomain, NSURLErrorCannotFindHost,
+                             "cannot fetch " + url + ": no such host")};
 }
 
 }  // namespace tq::doubles

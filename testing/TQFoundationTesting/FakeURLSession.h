@@ -20,8 +20,8 @@ struct FakeReply {
   int status = 200;
   std::vector<std::int64_t> progress = {};    ///< Totals to report while the body comes; its size ends them.
   std::optional<std::int64_t> expected = {};  ///< The length announced, -1 for none. Absent: the body's.
-  std::optional<platform::NSError> error = {};  ///< Ends the transfer after the progress; no file then.
-  bool stalls = false;                          ///< Nothing comes after the progress, until a cancel.
+  std::optional<NSError> error = {};          ///< Ends the transfer after the progress; no file then.
+  bool stalls = false;                        ///< Nothing comes after the progress, until a cancel.
 };
 
 /// A network that lives in memory.
@@ -37,23 +37,23 @@ struct FakeReply {
 class TQ_API FakeNetwork final : public std::enable_shared_from_this<FakeNetwork> {
  public:
   [[nodiscard]] static std::shared_ptr<FakeNetwork> make(
-      std::shared_ptr<platform::DispatchQueue> queue = platform::DispatchQueue::serial());
+      std::shared_ptr<DispatchQueue> queue = DispatchQueue::serial());
 
   /// Sets what `url` answers from the next request on.
   void add(const std::string& url, FakeReply reply);
 
   /// Makes sessions over this network.
-  [[nodiscard]] platform::NSURLSessionMaker maker();
+  [[nodiscard]] NSURLSessionMaker maker();
 
   [[nodiscard]] int requests(const std::string& url) const;
 
  private:
   friend class FakeDownloadTask;
 
-  explicit FakeNetwork(std::shared_ptr<platform::DispatchQueue> queue) : queue_(std::move(queue)) {}
+  explicit FakeNetwork(std::shared_ptr<DispatchQueue> queue) : queue_(std::move(queue)) {}
   [[nodiscard]] FakeReply answer(const std::string& url);
 
-  const std::shared_ptr<platform::DispatchQueue> queue_;
+  const std::shared_ptr<DispatchQueue> queue_;
   mutable std::mutex mutex_;
   std::map<std::string, FakeReply> replies_;
   std::map<std::string, int> requests_;

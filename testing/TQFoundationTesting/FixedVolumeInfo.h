@@ -13,7 +13,7 @@ namespace tq::doubles {
 ///     volume->set(0);
 ///
 /// Callable from any thread.
-class FixedVolumeInfo final : public platform::VolumeInfo {
+class FixedVolumeInfo final : public VolumeInfo {
  public:
   explicit FixedVolumeInfo(std::optional<std::uint64_t> freeBytes) { set(freeBytes); }
 

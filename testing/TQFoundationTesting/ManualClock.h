@@ -7,18 +7,18 @@ namespace tq::doubles {
 /// A clock that stands still until the test moves it.
 ///
 ///     ManualClock clock(std::chrono::sys_days{2024y / 2 / 29});
-///     EXPECT_EQ(Calendar::numberOfDaysInCurrentMonth(clock), 29);
+///     EXPECT_EQ(numberOfDaysInCurrentMonth(clock), 29);
 ///
 /// Not synchronised: one thread at a time.
-class ManualClock final : public platform::Clock {
+class ManualClock final : public Clock {
  public:
-  explicit ManualClock(platform::Date now) : now_(now) {}
+  explicit ManualClock(Date now) : now_(now) {}
 
-  void set(platform::Date now) { now_ = now; }
-  [[nodiscard]] platform::Date now() const override { return now_; }
+  void set(Date now) { now_ = now; }
+  [[nodiscard]] Date now() const override { return now_; }
 
  private:
-  platform::Date now_;
+  Date now_;
 };
 
 }  // namespace tq::doubles

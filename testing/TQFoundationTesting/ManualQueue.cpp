@@ -8,10 +8,9 @@
 namespace tq::doubles {
 namespace {
 
-class ManualTimer final : public platform::Timer {
+class ManualTimer final : public Timer {
  public:
-  explicit ManualTimer(platform::Task task)
-      : task_(std::make_shared<const platform::Task>(std::move(task))) {}
+  explicit ManualTimer(Task task) : task_(std::make_shared<const Task>(std::move(task))) {}
 
   void invalidate() override { task_.set(nullptr); }
   [[nodiscard]] bool isValid() const override { return task_.get() != nullptr; }
@@ -21,22 +20,21 @@ class ManualTimer final : public platform::Timer {
   }
 
  private:
-  platform::Guarded<std::shared_ptr<const platform::Task>> task_;
+  Guarded<std::shared_ptr<const Task>> task_;
 };
 
 }  // namespace
 
-void ManualQueue::async(platform::Task task) {
+void ManualQueue::async(Task task) {
   const std::scoped_lock lock(mutex_);
   tasks_.push_back(std::move(task));
 }
 
-void ManualQueue::after(std::chrono::nanoseconds delay, platform::Task task) {
+void ManualQueue::after(std::chrono::nanoseconds delay, Task task) {
   callAt(now() + delay, std::move(task));
 }
 
-std::shared_ptr<platform::Timer> ManualQueue::schedule(std::chrono::nanoseconds interval, Repeats repeats,
-                                                       platform::Task task) {
+std::shared_ptr<Timer> ManualQueue::schedule(std::chrono::nanoseconds interval, Repeats repeats, Task task) {
   auto timer = std::make_shared<ManualTimer>(std::move(task));
   // Each firing plans the next one, so the plan holds the timer for as long as it is valid.
   struct Plan {
@@ -62,7 +60,7 @@ std::size_t ManualQueue::run() {
 }
 
 bool ManualQueue::runNext() {
-  platform::Task task;
+  Task task;
   {
     const std::scoped_lock lock(mutex_);
     if (tasks_.empty()) return false;
@@ -96,7 +94,7 @@ std::chrono::nanoseconds ManualQueue::now() const {
   return now_;
 }
 
-void ManualQueue::callAt(std::chrono::nanoseconds moment, platform::Task task) {
+void ManualQueue::callAt(std::chrono::nanoseconds moment, Task task) {
   const std::scoped_lock lock(mutex_);
   later_.emplace(moment, std::move(task));
 }

@@ -21,13 +21,12 @@ namespace tq::doubles {
 ///     queue->advance(10s);                       // what is due in these ten seconds has run now
 ///
 /// It belongs to the thread that makes it: `run` and `advance` are for that thread, tasks may come from any.
-class TQ_API ManualQueue final : public platform::DispatchQueue, public platform::RunLoop {
+class TQ_API ManualQueue final : public DispatchQueue, public RunLoop {
  public:
-  void async(platform::Task task) override;
-  void after(std::chrono::nanoseconds delay, platform::Task task) override;
+  void async(Task task) override;
+  void after(std::chrono::nanoseconds delay, Task task) override;
   [[nodiscard]] bool isCurrent() const override { return std::this_thread::get_id() == owner_; }
-  std::shared_ptr<platform::Timer> schedule(std::chrono::nanoseconds interval, Repeats repeats,
-                                            platform::Task task) override;
+  std::shared_ptr<Timer> schedule(std::chrono::nanoseconds interval, Repeats repeats, Task task) override;
 
   /// Runs tasks until none is waiting, those that they add included, and answers how many.
   std::size_t run();
@@ -42,13 +41,13 @@ class TQ_API ManualQueue final : public platform::DispatchQueue, public platform
   [[nodiscard]] std::chrono::nanoseconds now() const;
 
  private:
-  void callAt(std::chrono::nanoseconds moment, platform::Task task);
+  void callAt(std::chrono::nanoseconds moment, Task task);
 
   const std::thread::id owner_ = std::this_thread::get_id();
   mutable std::mutex mutex_;
   std::chrono::nanoseconds now_{};
-  std::deque<platform::Task> tasks_;
-  std::multimap<std::chrono::nanoseconds, platform::Task> later_;
+  std::deque<Task> tasks_;
+  std::multimap<std::chrono::nanoseconds, Task> later_;
 };
 
 }  // namespace tq::doubles

@@ -19,9 +19,6 @@
 namespace tq::tests {
 namespace {
 
-using platform::Calendar;
-using platform::DateComponents;
-using platform::TimeZone;
 using Component = Calendar::Component;
 using namespace std::chrono_literals;
 
@@ -193,7 +190,7 @@ TEST(Calendars, AnswerManyThreadsAtOnce) {
 
 TEST(Calendars, AreMadeForKnownSystemsOnly) {
   for (const char* const wrong : {"", "Gregorian", "mayan", "gregorian;numbers=thai", "gregorian@x"})
-    EXPECT_FALSE(Calendar::make(wrong, TimeZone::utc(), platform::Locale("en"))) << wrong;
+    EXPECT_FALSE(Calendar::make(wrong, TimeZone::utc(), Locale("en"))) << wrong;
 }
 
 }  // namespace

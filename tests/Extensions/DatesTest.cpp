@@ -20,8 +20,7 @@
 namespace tq::tests {
 namespace {
 
-using platform::TimeZone;
-using Component = platform::Calendar::Component;
+using Component = Calendar::Component;
 using namespace std::chrono_literals;
 using doubles::ManualClock;
 
@@ -84,8 +83,8 @@ class ZoneWalk {
     fault_ = zone_.identifier() + ": " + what + " at " + shown(date);
   }
 
-  const platform::Calendar calendar_;
-  const platform::TimeZone zone_;
+  const Calendar calendar_;
+  const TimeZone zone_;
   std::string fault_;
 };
 
@@ -140,8 +139,8 @@ TEST(Dates, OfNoDateAreGivenBackAndCountNothing) {
     for (const auto& member : {years, months, weeks, days, hours, minutes, seconds})
       EXPECT_EQ(member(utc("2024-03-10"), date, calendar), 0) << count;
     EXPECT_EQ(interval(date, Component::day, utc("2024-03-10"), calendar), 0);
-    EXPECT_EQ(Calendar::lastDayOfMonth(ManualClock(date), calendar, calendar), date);
-    EXPECT_EQ(Calendar::numberOfDaysInCurrentMonth(ManualClock(date), calendar), 0);
+    EXPECT_EQ(lastDayOfMonth(calendar, ManualClock(date), calendar), date);
+    EXPECT_EQ(numberOfDaysInCurrentMonth(calendar, ManualClock(date)), 0);
   }
   EXPECT_TRUE(std::isnan(tomorrow(Date(Date::duration(std::nan(""))), calendar).time_since_epoch().count()));
 }
@@ -180,12 +179,12 @@ TEST(Months, HaveTheirBoundaries) {
     SCOPED_TRACE(month.system + (' ' + std::string(month.now)));
     const auto calendar = calendarOf(month.system, month.zone);
     const ManualClock clock(utc(month.now));
-    EXPECT_EQ(Calendar::previousMonth(clock, calendar), utc(month.first));
-    EXPECT_EQ(Calendar::firstDayOfMonth(clock, calendar, calendar), utc(month.first));
-    EXPECT_EQ(Calendar::lastDayOfMonth(clock, calendar, calendar), utc(month.last));
-    EXPECT_EQ(Calendar::firstDayOfPreviousMonth(clock, calendar, calendar), utc(month.previousFirst));
-    EXPECT_EQ(Calendar::lastDayOfPreviousMonth(clock, calendar, calendar), utc(month.previousLast));
-    EXPECT_EQ(Calendar::numberOfDaysInCurrentMonth(clock, calendar), month.days);
+    EXPECT_EQ(previousMonth(calendar, clock), utc(month.first));
+    EXPECT_EQ(firstDayOfMonth(calendar, clock, calendar), utc(month.first));
+    EXPECT_EQ(lastDayOfMonth(calendar, clock, calendar), utc(month.last));
+    EXPECT_EQ(firstDayOfPreviousMonth(calendar, clock, calendar), utc(month.previousFirst));
+    EXPECT_EQ(lastDayOfPreviousMonth(calendar, clock, calendar), utc(month.previousLast));
+    EXPECT_EQ(numberOfDaysInCurrentMonth(calendar, clock), month.days);
     EXPECT_EQ(tq::month(calendar, clock), month.number);
   }
 }
@@ -194,8 +193,8 @@ TEST(Months, BeginInTheKeptCalendarsZoneOnceTheUserHasMoved) {
   const auto tokyo = calendarOf("gregorian", "Asia/Tokyo");
   const auto kept = calendarOf("gregorian", "UTC");
   const ManualClock clock(utc("2024-03-15"));
-  EXPECT_EQ(Calendar::previousMonth(clock, tokyo), utc("2024-02-29 15:00"));
-  EXPECT_EQ(Calendar::firstDayOfMonth(clock, tokyo, kept), utc("2024-02-29"));
+  EXPECT_EQ(previousMonth(tokyo, clock), utc("2024-02-29 15:00"));
+  EXPECT_EQ(firstDayOfMonth(tokyo, clock, kept), utc("2024-02-29"));
 }
 
 /// The first moment of those drawn at which the zone that `value` stands for differs from the C library's.
@@ -287,7 +286,7 @@ TEST(CurrentCalendar, ReadsTheEnvironmentAnewAndIsKeptAsItWas) {
   const EnvironmentVariable zone("TZ", kept.identifier() == "Asia/Tokyo" ? "Asia/Seoul" : "Asia/Tokyo");
   for (const auto& [locale, system, firstWeekday] : cases) {
     const EnvironmentVariable all("LC_ALL", locale);
-    const platform::Calendar calendar = platform::Calendar::current();
+    const Calendar calendar = Calendar::current();
     EXPECT_EQ(calendar.identifier(), system) << locale;
     EXPECT_EQ(calendar.firstWeekday(), firstWeekday) << locale;
     EXPECT_EQ(calendar.timeZone(), TimeZone::current());

@@ -19,7 +19,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using doubles::FakeDeviceInfo;
 using doubles::FixedVolumeInfo;
 using namespace std::string_literals;

@@ -39,10 +39,10 @@ struct World {
     fs::create_directories(root / "tmp");
     fs::create_directories(outside / "CloudMedias");
     writeFile(outside / "CloudMedias/film", "film");
-    platform::Log::setSink([this](const platform::LogLine& line) { lines.emplace_back(line.message); });
+    Log::setSink([this](const LogLine& line) { lines.emplace_back(line.message); });
   }
   ~World() {
-    platform::Log::setSink({});
+    Log::setSink({});
     EXPECT_EQ(readFile(outside / "CloudMedias/film"), "film");
   }
 
@@ -87,7 +87,7 @@ void sh(const std::string& command) {
 }
 
 std::optional<fs::path> imageFolder() {
-  const auto image = NSFileManager::inAppMessageBackgroundImagePath();
+  const auto image = inAppMessageBackgroundImagePath();
   return image ? std::optional(image->filePath()->parent_path()) : std::nullopt;
 }
 
@@ -96,11 +96,10 @@ struct Getter {
   const fs::path World::*above;
   std::function<std::optional<fs::path>()> read;
 };
-const Getter kGetters[] = {
-    {"CloudMedias", &World::temporary, NSFileManager::cloudMediaDirectoryPath},
-    {"EditingMedias", &World::temporary, NSFileManager::editingMediaContainerDirectoryPath},
-    {"RecommendedVideos", &World::support, NSFileManager::recommendedVideoDirectoryPath},
-    {"InAppMessageContent", &World::support, imageFolder}};
+const Getter kGetters[] = {{"CloudMedias", &World::temporary, cloudMediaDirectoryPath},
+                           {"EditingMedias", &World::temporary, editingMediaContainerDirectoryPath},
+                           {"RecommendedVideos", &World::support, recommendedVideoDirectoryPath},
+                           {"InAppMessageContent", &World::support, imageFolder}};
 
 struct Situation {
   std::string prepare;  // in a shell, where $it is the folder
@@ -137,7 +136,7 @@ TEST(FolderGetters, AnswerTheirFolderOrFallBackAndTouchNothingElse) {
   const auto check = [](const Getter& getter, const Situation& situation) {
     World world;
     const fs::path folder = world.*getter.above / getter.folder;
-    static_cast<void>(platform::NSFileManager::createDirectory(folder.parent_path()));
+    static_cast<void>(NSFileManager::createDirectory(folder.parent_path()));
     sh("cd " + world.root.path().string() + " && it=" + folder.string() + " && " + situation.prepare);
     const auto before = world.listing();
     const auto lines = linesOf(getter.folder, situation, folder);
@@ -169,19 +168,18 @@ class Folders : public testing::Test {
 };
 
 TEST_F(Folders, AreFoundAnewWhenTheirPlaceChangesAndNeverThroughANeighboursLink) {
-  for (int read = 0; read < 2; ++read)
-    EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath(), world_.temporary / "CloudMedias");
+  for (int read = 0; read < 2; ++read) EXPECT_EQ(cloudMediaDirectoryPath(), world_.temporary / "CloudMedias");
   const TemporaryFolder elsewhere;
   {
     const EnvironmentVariable tmpdir("TMPDIR", elsewhere.path());
-    EXPECT_EQ(NSFileManager::cloudMediaDirectoryPath().parent_path().parent_path(), elsewhere.path());
+    EXPECT_EQ(cloudMediaDirectoryPath().parent_path().parent_path(), elsewhere.path());
   }
   fs::rename(world_.temporary, world_.root / "aside");
   fs::create_directory_symlink(world_.outside, world_.temporary);
-  const fs::path other = NSFileManager::cloudMediaDirectoryPath();
-  EXPECT_EQ(other, NSFileManager::temporaryDirectoryPath() / "CloudMedias");
+  const fs::path other = cloudMediaDirectoryPath();
+  EXPECT_EQ(other, temporaryDirectoryPath() / "CloudMedias");
   EXPECT_NE(other.parent_path(), world_.temporary);
-  NSFileManager().cleanTemporaryFiles();
+  cleanTemporaryFiles();
 }
 
 TEST_F(Folders, OfAStrangerOrOfNoHomeAreTemporaryAndTheImageIsAbsent) {
@@ -189,13 +187,13 @@ TEST_F(Folders, OfAStrangerOrOfNoHomeAreTemporaryAndTheImageIsAbsent) {
     const fs::path folder = world_.support / "RecommendedVideos";
     fs::create_directories(folder);
     sh("cd " + world_.root.path().string() + " && chown 54321 data/* && chmod 777 . tmp");
-    EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.temporary);
+    EXPECT_EQ(recommendedVideoDirectoryPath(), world_.temporary);
     EXPECT_EQ(std::exchange(world_.lines, {}),
               Lines{"Failed to create Directory at Path: " + folder.string()});
     const EnvironmentVariable home("HOME", "");
     const EnvironmentVariable data("XDG_DATA_HOME", "relative");
     ASSERT_EQ(::setresuid(kStranger, kStranger, kStranger), 0);
-    EXPECT_EQ(NSFileManager::recommendedVideoDirectoryPath(), world_.root / "tmp" / (kName + "-54321"));
+    EXPECT_EQ(recommendedVideoDirectoryPath(), world_.root / "tmp" / (kName + "-54321"));
     EXPECT_EQ(imageFolder(), std::nullopt);
     EXPECT_EQ(world_.lines, Lines());
   }));
@@ -203,12 +201,12 @@ TEST_F(Folders, OfAStrangerOrOfNoHomeAreTemporaryAndTheImageIsAbsent) {
 
 TEST_F(Folders, BearTheBundlesIdentifierWhereItIsHarmless) {
   const EnvironmentVariable cache("XDG_CACHE_HOME", world_.root / "cache");
-  EXPECT_EQ(platform::userCacheFolder(), world_.root / "cache" / kName);
+  EXPECT_EQ(userCacheFolder(), world_.root / "cache" / kName);
   const EnvironmentVariable data("XDG_DATA_HOME", "relative");
-  EXPECT_EQ(platform::applicationSupportDirectories().at(0), world_.root / "home/.local/share" / kName);
+  EXPECT_EQ(applicationSupportDirectories().at(0), world_.root / "home/.local/share" / kName);
   const auto identifier = [this](const std::string& name) {
     writeFile(world_.root / "Info.strings", "CFBundleIdentifier = \"" + name + "\";");
-    return platform::Bundle(world_.root.path()).identifier();
+    return Bundle(world_.root.path()).identifier();
   };
   const std::string longest(100, 'n');
   for (const std::string& name : {"com.example.Studio-2_x"s, longest}) EXPECT_EQ(identifier(name), name);
@@ -235,14 +233,14 @@ class Cleanup : public Folders {
 };
 
 TEST_F(Cleanup, RemovesBothFoldersAndNoLinksTarget) {
-  NSFileManager().cleanTemporaryFiles();
+  cleanTemporaryFiles();
   EXPECT_EQ(world_.lines, (Lines{"**** Directory at path: " + cloud_.string() + " removed successfully",
                                  "**** Directory at path: " + editing_.string() + " removed successfully"}));
   EXPECT_FALSE(fs::exists(cloud_) || fs::exists(editing_));
   fs::create_directory_symlink(world_.outside, cloud_);
-  NSFileManager().removeCloudMediaDirectory();
+  removeCloudMediaDirectory();
   EXPECT_FALSE(fs::is_symlink(cloud_));
-  EXPECT_TRUE(fs::is_empty(NSFileManager::cloudMediaDirectoryPath()));
+  EXPECT_TRUE(fs::is_empty(cloudMediaDirectoryPath()));
 }
 
 TEST_F(Cleanup, LeavesTheTemporaryDirectoryWhereTheGettersFallBackToIt) {
@@ -250,7 +248,7 @@ TEST_F(Cleanup, LeavesTheTemporaryDirectoryWhereTheGettersFallBackToIt) {
     fs::remove_all(folder);
     writeFile(folder, "mine");
   }
-  NSFileManager().cleanTemporaryFiles();
+  cleanTemporaryFiles();
   EXPECT_EQ(world_.lines,
             (Lines{kFallback, kFallback, "**** No directory to remove at path: " + editing_.string()}));
   EXPECT_EQ(readFile(cloud_) + readFile(editing_), "minemine");
@@ -260,7 +258,7 @@ TEST_F(Cleanup, RemovesWhatItCanAndTellsWhatItCannot) {
   finish(startChild([this] {
     sh("cd " + cloud_.string() + "/sub && mount -t tmpfs none deeper && printf film >deeper/film");
     sh("cd " + editing_.string() + "/sub && mount --bind deeper deeper && printf film >deeper/film");
-    NSFileManager().cleanTemporaryFiles();
+    cleanTemporaryFiles();
     EXPECT_EQ(world_.lines, (Lines{"**** Could not remove directory at path: " + cloud_.string(),
                                    "**** Could not remove directory at path: " + editing_.string() +
                                        ". Error : cannot remove " + editing_.string() +
@@ -275,8 +273,8 @@ TEST_F(Cleanup, OfAnOrdinaryUserLeavesClosedFoldersWithWhatIsInThem) {
     sh("cd " + cloud_.string() + " && mkdir unreadable && chmod 000 unreadable && chmod 500 sub");
     sh("cd " + world_.root.path().string() + " && chown -hR 54321 * && chmod 777 .");
     ASSERT_EQ(::setresuid(kStranger, kStranger, kStranger), 0);
-    const auto error = platform::NSFileManager::removeItem(cloud_);
-    EXPECT_EQ(error.value_or(platform::NSError()).code, platform::NSFileWriteNoPermissionError);
+    const auto error = NSFileManager::removeItem(cloud_);
+    EXPECT_EQ(error.value_or(NSError()).code, NSFileWriteNoPermissionError);
     EXPECT_EQ(readFile(cloud_ / "sub/clip"), "clip");
     EXPECT_FALSE(fs::is_symlink(cloud_ / "film") || fs::exists(cloud_ / "unreadable"));
   }));
@@ -284,9 +282,9 @@ TEST_F(Cleanup, OfAnOrdinaryUserLeavesClosedFoldersWithWhatIsInThem) {
 
 TEST_F(Cleanup, RemovesTheMessagesImageInSilenceAndLeavesItsFolder) {
   const fs::path content = world_.support / "InAppMessageContent";
-  NSFileManager::removeInAppMessageBackgroundImage();
+  removeInAppMessageBackgroundImage();
   fs::create_symlink(world_.outside / "CloudMedias/film", content / "inAppMessageBackgroundImage.png");
-  NSFileManager::removeInAppMessageBackgroundImage();
+  removeInAppMessageBackgroundImage();
   EXPECT_TRUE(fs::is_empty(content));
   EXPECT_EQ(world_.lines, Lines());
 }
@@ -301,7 +299,7 @@ TEST_F(Cleanup, TakesNeitherStackNorDescriptorsForDeepFolders) {
     ::close(folder);
     constexpr rlimit kFew{.rlim_cur = 64, .rlim_max = 64};
     ::setrlimit(RLIMIT_NOFILE, &kFew);
-    std::thread([this] { EXPECT_EQ(platform::NSFileManager::removeItem(cloud_), std::nullopt); }).join();
+    std::thread([this] { EXPECT_EQ(NSFileManager::removeItem(cloud_), std::nullopt); }).join();
   }));
 }
 
@@ -319,7 +317,7 @@ TEST_F(Cleanup, IsNotLedOutByLinksThatArePlantedMeanwhile) {
   for (int round = 0; round < 3'000 || (swaps < 1'000 && round < 300'000); ++round) {
     static_cast<void>(!::symlink(world_.outside.c_str(), planted.c_str()));
     for (Path folder : victims) ::mkdir(folder.c_str(), 0700);
-    for (Path item : {cloud_, planted}) static_cast<void>(platform::NSFileManager::removeItem(item));
+    for (Path item : {cloud_, planted}) static_cast<void>(NSFileManager::removeItem(item));
   }
   ended = true;
   neighbour.join();
@@ -329,9 +327,9 @@ TEST_F(Cleanup, IsNotLedOutByLinksThatArePlantedMeanwhile) {
 TEST_F(Cleanup, RacesWithGettersOfOtherProcessesAndLosesNothingOfTheirs) {
   const auto use = [this] {
     for (int round = 0; round < 10'000; ++round) {
-      ASSERT_EQ(NSFileManager::cloudMediaDirectoryPath(), cloud_);
+      ASSERT_EQ(cloudMediaDirectoryPath(), cloud_);
       writeFile(cloud_ / std::to_string(::getpid()), "clip");
-      NSFileManager().removeCloudMediaDirectory();
+      removeCloudMediaDirectory();
     }
     for (const auto& line : world_.lines) ASSERT_NE(line.find("irectory at path: "), line.npos) << line;
   };

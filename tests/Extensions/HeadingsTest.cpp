@@ -25,15 +25,14 @@ namespace tq::tests {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::Bundle;
 using Formatter = DateComponentsFormatter;
 using namespace std::string_literals;
 
 constexpr const char* kDay = "dd MMM, yyyy";
 constexpr const char* kMonth = "MMMM yyyy";
 
-platform::DateFormatter formatter(const char* pattern, const char* locale = "en") {
-  return {pattern, platform::Locale(locale)};
+DateFormatter formatter(const char* pattern, const char* locale = "en") {
+  return {pattern, Locale(locale)};
 }
 
 TEST(Headings, AreInTheWordsDigitsAndCalendarOfTheLanguage) {
@@ -179,15 +178,15 @@ TEST(Duration, IsCutTowardZeroAndHasHoursFromTheSecondBeyondOne) {
     EXPECT_EQ(timeFormattedString(none), "--:--") << none;
   for (const float seconds : {0.0F, 59.9F, 3600.5F, 3601.0F, -65.5F, 1e30F, std::nanf("")}) {
     EXPECT_EQ(timeFormattedString(seconds), timeFormattedString(double{seconds}));
-    EXPECT_EQ(String::timeLabelFor(seconds), timeFormattedString(seconds));
+    EXPECT_EQ(timeLabelFor(seconds), timeFormattedString(seconds));
   }
 }
 
 TEST(Duration, FormatterAllowsTheUnitsThatTheCountCallsFor) {
   const EnvironmentVariable locale("LC_ALL", "C");
-  Formatter formatter = Formatter::timeRemainingFormatterWith(3600);
+  Formatter formatter = timeRemainingFormatterWith(3600);
   EXPECT_EQ(formatter.allowedUnits, Formatter::minute | Formatter::second);
-  formatter = Formatter::timeRemainingFormatterWith(3601);
+  formatter = timeRemainingFormatterWith(3601);
   EXPECT_EQ(formatter.allowedUnits, Formatter::hour | Formatter::minute | Formatter::second);
   EXPECT_EQ(formatter.string(7'261.5), "02:01:01");
   formatter.allowedUnits = Formatter::hour | Formatter::second;
@@ -244,12 +243,12 @@ TEST(UserLocale, IsTheFirstOfTheEnvironmentInUnicodesWords) {
       {"th_TH@numbers=thai;x=y;calendar=nonsense", "th_TH@numbers=thai"}};
   for (const auto& [name, identifier] : cases) {
     const EnvironmentVariable lang("LANG", name);
-    EXPECT_EQ(platform::Locale::current().identifier(), identifier) << name;
+    EXPECT_EQ(Locale::current().identifier(), identifier) << name;
   }
   const std::string endless = "de_" + std::string(100'000, 'x');
   for (const std::string& name : {""s, "C"s, "xx_YY"s, "../../etc/passwd"s, "_"s, "de\xFF"s, endless}) {
     const EnvironmentVariable lang("LANG", name);
-    EXPECT_EQ(platform::Locale::current().identifier(), "en_US_POSIX") << name.substr(0, 40);
+    EXPECT_EQ(Locale::current().identifier(), "en_US_POSIX") << name.substr(0, 40);
   }
 }
 
@@ -271,10 +270,10 @@ TEST(DeviceLocale, StaysWhatItWasAtFirstUseAndIsReadAfreshWhereAsked) {
   const EnvironmentVariable zone("TZ", "UTC");
   EXPECT_EQ(deviceLocale().identifier(), "de");
   const EnvironmentVariable language("LANGUAGE", "uk");
-  EXPECT_EQ(Locale::deviceLocale().identifier(), "uk");
+  EXPECT_EQ(deviceLocale(Bundle::main()).identifier(), "uk");
   EXPECT_EQ(deviceLocale().identifier(), "de");
   EXPECT_EQ(libraryDayGroupFormatted(utc("2024-03-05")), "05 März, 2024");
-  EXPECT_EQ(DateFormatter(kMonth).string(utc("2024-03-05")), "März 2024");
+  EXPECT_EQ(dateFormatter(kMonth).string(utc("2024-03-05")), "März 2024");
 }
 
 }  // namespace

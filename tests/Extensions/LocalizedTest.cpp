@@ -11,14 +11,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using platform::Bundle;
 
 class Localized : public testing::Test {
  protected:
   Localized() {
-    platform::Log::setSink([this](const platform::LogLine& line) { logged_.emplace_back(line.message); });
+    Log::setSink([this](const LogLine& line) { logged_.emplace_back(line.message); });
   }
-  ~Localized() override { platform::Log::setSink({}); }
+  ~Localized() override { Log::setSink({}); }
 
   [[nodiscard]] fs::path file(const std::string& language) const {
     return folder_ / (language + ".lproj/Localizable.strings");

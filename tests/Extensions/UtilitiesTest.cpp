@@ -43,14 +43,14 @@ TEST(QueryParameters, AreTheLastValueOfEachName) {
       {"h/p?&&#a=1", ""},     {"h/p?=x&a=1", "=x;a=1;"},    {"p?a%3D%26=+%2b%20%C3%a9&b", "a=&=++ \xC3\xA9;"},
       {"p?=x&&a=1", "a=1;"},  {"p?a=x%FF%25", "a=x\xFF%;"}, {"http://h/p?a=%00%FF&%61=%", "none"}};
   for (const auto& [text, expected] : cases) {
-    const auto url = platform::URL::parse(text);
+    const auto url = URL::parse(text);
     const auto parameters = url ? queryParameters(*url) : std::nullopt;
     std::string shown = parameters ? "" : "none";
     for (const auto& [name, value] : parameters.value_or(QueryParameters()))
       shown += name + '=' + value + ';';
     EXPECT_EQ(shown, expected) << text;
   }
-  EXPECT_EQ(queryParameters(*platform::URL::parse("p?a=x%00y"))->at("a"), "x\0y"s);
+  EXPECT_EQ(queryParameters(*URL::parse("p?a=x%00y"))->at("a"), "x\0y"s);
 }
 
 template <class T>
@@ -110,7 +110,7 @@ TEST(DuplicatesRemoved, KeepsEachNumberThatDoesNotEqualItselfAndIsNotSlowedByThe
 TEST(AspectFill, CoversTheFrameByTheLargerRatio) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-  const std::tuple<platform::CGSize, platform::CGSize, platform::CGSize> cases[] = {
+  const std::tuple<CGSize, CGSize, CGSize> cases[] = {
       {{1920, 1080}, {1000, 1000}, {1920 * (1000.0 / 1080), 1000}},
       {{1080, 1920}, {1000, 1000}, {1000, 1920 * (1000.0 / 1080)}},
       {{3, 7}, {0.3, 0.7}, {0.3, 0.7}},
@@ -120,23 +120,23 @@ TEST(AspectFill, CoversTheFrameByTheLargerRatio) {
       {{kNaN, 4}, {4, 4}, {0, 0}},
       {{0, 4}, {4, 4}, {4, kInfinity}}};
   for (const auto& [media, frame, filled] : cases) {
-    EXPECT_EQ(CGSize::aspectFill(media, frame), filled) << media.width << " x " << media.height;
+    EXPECT_EQ(aspectFill(media, frame), filled) << media.width << " x " << media.height;
   }
 }
 
 char changing[] = "before";
-const platform::NSNotification::Name kOfChangingText(std::string_view(changing, 6));
+const NSNotification::Name kOfChangingText(std::string_view(changing, 6));
 
 TEST(NotificationName, IsItsTextWhereverThatCameFrom) {
-  EXPECT_EQ(Name::userDidRequestShare, Name("UserDidRequestToPresentShareSheet"));
-  EXPECT_NE(Name::userDidRequestShare, Name("UserDidRequestShare"));
+  EXPECT_EQ(NotificationName::userDidRequestShare, Name("UserDidRequestToPresentShareSheet"));
+  EXPECT_NE(NotificationName::userDidRequestShare, Name("UserDidRequestShare"));
   std::optional<Name> made(std::string("Show") + "Studio");
   Name copy = *made;
   made.reset();
-  EXPECT_EQ(copy, Name::showStudio);
-  copy = Name::saveCompleted;
+  EXPECT_EQ(copy, NotificationName::showStudio);
+  copy = NotificationName::saveCompleted;
   EXPECT_EQ(copy.rawValue(), "saveCompleted");
-  const platform::NSNotification::Name moved = std::move(copy);
+  const NSNotification::Name moved = std::move(copy);
   EXPECT_EQ(std::unordered_set<Name>({moved, Name("saveCompleted"), Name()}).size(), 2U);
 
   changing[0] = 'B';

@@ -15,8 +15,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
-
 // One load and the one who cancels it. The mutex makes "not ended, so cancel" one step, as a screen's thread
 // would have it: whoever comes second must find that there is nothing left to do.
 class WatchedLoad final : public TQAVAssetLoadProtocol, public std::enable_shared_from_this<WatchedLoad> {

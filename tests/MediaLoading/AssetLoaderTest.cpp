@@ -15,7 +15,6 @@ using doubles::FakeImageManager;
 using doubles::FakeNetwork;
 using doubles::FixedVolumeInfo;
 using doubles::ManualQueue;
-using namespace platform;
 using Words = std::vector<std::string>;
 
 // Notes what it hears in words, and lets a test step in.

@@ -94,7 +94,7 @@ TEST(FreeSpace, IsAskedOfTheNearestFolderThatExists) {
   const TemporaryFolder home;
   const EnvironmentVariable homeVariable("HOME", (home / "not/there").string());
   const EnvironmentVariable config("XDG_CONFIG_HOME", (home / "config").string());
-  struct Length final : platform::VolumeInfo {
+  struct Length final : VolumeInfo {
     std::optional<std::uint64_t> freeBytes(const std::filesystem::path& path) const override {
       return std::filesystem::exists(path) ? std::optional(path.string().size()) : std::nullopt;
     }

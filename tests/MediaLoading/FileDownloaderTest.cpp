@@ -13,7 +13,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using Words = std::vector<std::string>;
 
 // Notes what it hears in words: a fraction, "file" with its URL, an error's domain and code, or "end".

@@ -16,7 +16,6 @@
 
 namespace tq::tests {
 
-using namespace platform;
 using namespace std::chrono_literals;
 using Flags = SCNetworkReachabilityFlags;
 using Family = NetworkAddress::Family;

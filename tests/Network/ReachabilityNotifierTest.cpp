@@ -18,7 +18,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using doubles::FakeReachability;
 using Reports = std::vector<std::string>;
 
@@ -42,8 +41,8 @@ class ReachabilityNotifier : public testing::Test {
         [this](TQReachability& now) { reports.push_back("reachable " + now.description().substr(0, 2)); });
     reachability->setWhenUnreachable([this](TQReachability&) { reports.push_back("unreachable"); });
     center->addObserver(
-        this, [this](const platform::NSNotification&) { reports.push_back("posted"); },
-        tq::NSNotification::Name::reachabilityChanged, reachability);
+        this, [this](const NSNotification&) { reports.push_back("posted"); },
+        tq::NotificationName::reachabilityChanged, reachability);
   }
 
   // What has been reported since the last call, once all that is on its way has arrived.

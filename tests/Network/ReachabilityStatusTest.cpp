@@ -10,7 +10,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using Connection = TQReachability::Connection;
 
 // The nine bits by the letters of the picture, lowest bit first.

@@ -14,7 +14,6 @@ namespace tq::tests {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace platform;
 
 // Within a file system and across two.
 class MoveItem : public testing::TestWithParam<const char*> {

@@ -8,8 +8,6 @@
 namespace tq::tests {
 namespace {
 
-using platform::NSNotification;
-using platform::NSNotificationCenter;
 using Name = NSNotification::Name;
 
 constexpr Name kAdded("Added");

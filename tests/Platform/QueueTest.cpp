@@ -10,9 +10,6 @@
 namespace tq::tests {
 namespace {
 
-using platform::DispatchQueue;
-using platform::LoopQueue;
-using platform::RunLoop;
 using namespace std::chrono_literals;
 using Numbers = std::vector<int>;
 
@@ -171,7 +168,7 @@ TEST(RunLoop, ATimerFiresOnItsThreadWithoutWhatItMissedUntilInvalidatedAndThenLe
     const auto loop = LoopQueue::current();
     const auto thread = std::this_thread::get_id();
     const auto begin = std::chrono::steady_clock::now();
-    std::shared_ptr<platform::Timer> timer;
+    std::shared_ptr<Timer> timer;
     timer = RunLoop::current()->schedule(5ms, RunLoop::Repeats::yes, [&, held = std::move(held)] {
       EXPECT_EQ(std::this_thread::get_id(), thread);
       if (++*held == 1) std::this_thread::sleep_for(50ms);

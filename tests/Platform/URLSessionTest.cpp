@@ -6,7 +6,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using namespace std::chrono_literals;
 using Then = Reply::Then;
 

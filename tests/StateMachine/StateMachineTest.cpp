@@ -33,9 +33,9 @@ class StateMachine : public testing::Test {
  protected:
   StateMachine() {
     machine_->setDelegate(recorder_);
-    platform::setNSLogSink([this](std::string_view line) { lines_.emplace_back(line); });
+    setNSLogSink([this](std::string_view line) { lines_.emplace_back(line); });
   }
-  ~StateMachine() override { platform::setNSLogSink({}); }
+  ~StateMachine() override { setNSLogSink({}); }
 
   // Has a message noted with the state it finds; lets `step` step in then.
   void note(const std::string& name, std::function<void()> step = {}) {

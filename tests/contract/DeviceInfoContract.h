@@ -20,7 +20,7 @@ class DeviceInfoContract : public testing::Test {
 TYPED_TEST_SUITE_P(DeviceInfoContract);
 
 TYPED_TEST_P(DeviceInfoContract, TellsEveryThreadTheSameOneLine) {
-  const platform::DeviceInfo& device = *this->world_.device;
+  const DeviceInfo& device = *this->world_.device;
   const auto facts = [&] { return std::vector{device.hardwareIdentifier(), device.systemVersion()}; };
   const auto expected = facts();
   for (const std::string& text : expected) {

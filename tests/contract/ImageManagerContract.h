@@ -16,7 +16,7 @@ class VideoRequested {
  public:
   using OnProgress = std::function<void(bool& stop)>;
   struct Heard {
-    void progress(double fraction, const std::optional<platform::NSError>& error, bool& stop) {
+    void progress(double fraction, const std::optional<NSError>& error, bool& stop) {
       EXPECT_TRUE(!insideCall_ && fraction >= 0 && fraction <= 1) << fraction;
       {
         const std::scoped_lock lock(mutex);
@@ -26,7 +26,7 @@ class VideoRequested {
       }
       if (onProgress) onProgress(stop);
     }
-    void result(std::shared_ptr<platform::AVAsset> video, const platform::PHImageInfo& remarks) {
+    void result(std::shared_ptr<AVAsset> video, const PHImageInfo& remarks) {
       EXPECT_TRUE(!insideCall_ && (video == nullptr) == (remarks.error || remarks.cancelled));
       const std::scoped_lock lock(mutex);
       EXPECT_EQ(++results, 1);
@@ -37,18 +37,18 @@ class VideoRequested {
     OnProgress onProgress;
     int results = 0;
     std::vector<double> fractions;
-    std::shared_ptr<platform::AVAsset> asset;
-    platform::PHImageInfo info;
-    std::optional<platform::NSError> errorTold;
+    std::shared_ptr<AVAsset> asset;
+    PHImageInfo info;
+    std::optional<NSError> errorTold;
   };
 
   /// Starts it, and holds the library no longer than that takes.
-  VideoRequested(std::shared_ptr<platform::PHImageManager> manager, const std::string& identifier,
-                 bool network = true, OnProgress onProgress = {}) {
+  VideoRequested(std::shared_ptr<PHImageManager> manager, const std::string& identifier, bool network = true,
+                 OnProgress onProgress = {}) {
     heard_->onProgress = std::move(onProgress);
     insideCall_ = true;
     id = manager->requestAVAssetForVideo(
-        std::make_shared<const platform::PHAsset>(identifier),
+        std::make_shared<const PHAsset>(identifier),
         {.networkAccessAllowed = network,
          .progressHandler = [heard = heard_](double fraction, auto& error, bool& stop,
                                              auto&) { heard->progress(fraction, error, stop); }},
@@ -75,7 +75,7 @@ class VideoRequested {
     EXPECT_NE(sentence.find(words), std::string::npos) << words << " in " << sentence;
   }
 
-  platform::PHImageRequestID id = 0;
+  PHImageRequestID id = 0;
 
  private:
   template <class Done>
@@ -146,7 +146,7 @@ TYPED_TEST_P(ImageManagerContract, AProgressHandlerMayCallBackInLetGoOfTheLibrar
 
 TYPED_TEST_P(ImageManagerContract, SurvivesRequestsAndCancelsOfManyThreads) {
   std::mutex mutex;
-  std::set<platform::PHImageRequestID> ids;
+  std::set<PHImageRequestID> ids;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&, i] {

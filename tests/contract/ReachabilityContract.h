@@ -21,7 +21,7 @@ namespace tq::tests {
 /// Notes what a target tells, and lets a test wait for it. At its end nothing is told any more.
 class ReachabilityRecorder {
  public:
-  using Flags = platform::SCNetworkReachabilityFlags;
+  using Flags = SCNetworkReachabilityFlags;
 
   ReachabilityRecorder() = default;
   ReachabilityRecorder(const ReachabilityRecorder&) = delete;
@@ -33,11 +33,10 @@ class ReachabilityRecorder {
   }
 
   /// Has `target` tell this recorder on `queue`.
-  void watch(const platform::SCNetworkReachabilityRef& target,
-             const std::shared_ptr<platform::DispatchQueue>& queue) {
+  void watch(const SCNetworkReachabilityRef& target, const std::shared_ptr<DispatchQueue>& queue) {
     target_ = target;
     queue_ = queue;
-    const platform::SCNetworkReachabilityContext context{.info = this};
+    const SCNetworkReachabilityContext context{.info = this};
     ASSERT_TRUE(target->setCallback(&ReachabilityRecorder::hear, &context));
     ASSERT_TRUE(target->setDispatchQueue(queue));
   }
@@ -56,7 +55,7 @@ class ReachabilityRecorder {
   }
 
  private:
-  static void hear(const platform::SCNetworkReachabilityRef& target, Flags flags, void* info) {
+  static void hear(const SCNetworkReachabilityRef& target, Flags flags, void* info) {
     auto& self = *static_cast<ReachabilityRecorder*>(info);
     EXPECT_NE(target, nullptr);
     EXPECT_TRUE(self.queue_->isCurrent());
@@ -65,8 +64,8 @@ class ReachabilityRecorder {
     self.changed_.notify_all();
   }
 
-  platform::SCNetworkReachabilityRef target_;
-  std::shared_ptr<platform::DispatchQueue> queue_;
+  SCNetworkReachabilityRef target_;
+  std::shared_ptr<DispatchQueue> queue_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Flags> heard_;
@@ -77,7 +76,7 @@ struct ReachabilityWorld {
   virtual ~ReachabilityWorld() = default;
   /// Why this world cannot be had here, or nothing.
   virtual std::string whyNot() { return {}; }
-  virtual std::shared_ptr<platform::SCNetworkReachabilityProvider> provider() = 0;
+  virtual std::shared_ptr<SCNetworkReachabilityProvider> provider() = 0;
   virtual void makeReachable() = 0;
   virtual void makeUnreachable() = 0;
 };
@@ -90,7 +89,7 @@ class ReachabilityContract : public testing::Test {
     if (const auto reason = world_.whyNot(); !reason.empty()) GTEST_SKIP() << reason;
   }
 
-  platform::SCNetworkReachabilityRef make() { return world_.provider()->createWithAddress({}); }
+  SCNetworkReachabilityRef make() { return world_.provider()->createWithAddress({}); }
 
   // Once another target has heard of the next change, this one would have as well.
   void expectSilenceAtTheNextChange(const ReachabilityRecorder& silent) {
@@ -106,7 +105,7 @@ class ReachabilityContract : public testing::Test {
   }
 
   World world_;
-  std::shared_ptr<platform::DispatchQueue> queue_ = platform::DispatchQueue::serial();
+  std::shared_ptr<DispatchQueue> queue_ = DispatchQueue::serial();
   ReachabilityRecorder recorder_;
 };
 
@@ -117,12 +116,12 @@ TYPED_TEST_P(ReachabilityContract, EachChangeFromTheQueueOnIsToldOnceAndInOrder)
   this->world_.makeReachable();
   this->world_.makeUnreachable();
   this->recorder_.watch(target, this->queue_);
-  std::vector<platform::SCNetworkReachabilityFlags> expected;
+  std::vector<SCNetworkReachabilityFlags> expected;
   for (int i = 0; i < 3; ++i) {
     this->world_.makeReachable();
     this->world_.makeReachable();
     expected.push_back(target->getFlags().value_or(0));
-    EXPECT_TRUE(expected.back() & platform::kSCNetworkReachabilityFlagsReachable);
+    EXPECT_TRUE(expected.back() & kSCNetworkReachabilityFlagsReachable);
     ASSERT_TRUE(this->recorder_.waitForCount(expected.size()));
     this->world_.makeUnreachable();
     EXPECT_EQ(target->getFlags(), 0U);
@@ -146,11 +145,11 @@ TYPED_TEST_P(ReachabilityContract, NothingIsToldWithoutACallbackOrAQueue) {
 
 TYPED_TEST_P(ReachabilityContract, ACallbackMayEndItAllAndLetGoOfTheTarget) {
   struct Held {
-    platform::SCNetworkReachabilityRef target;
+    SCNetworkReachabilityRef target;
     std::promise<void> done{};
   } held{.target = this->make()};
-  platform::SCNetworkReachabilityContext context{.info = &held};
-  const auto callback = [](const platform::SCNetworkReachabilityRef& target, auto, void* info) {
+  SCNetworkReachabilityContext context{.info = &held};
+  const auto callback = [](const SCNetworkReachabilityRef& target, auto, void* info) {
     auto& mine = *static_cast<Held*>(info);
     mine.target.reset();
     EXPECT_TRUE(target->getFlags());
@@ -158,7 +157,7 @@ TYPED_TEST_P(ReachabilityContract, ACallbackMayEndItAllAndLetGoOfTheTarget) {
     EXPECT_TRUE(target->setCallback(nullptr, nullptr));
     mine.done.set_value();
   };
-  const std::weak_ptr<platform::SCNetworkReachability> weak = held.target;
+  const std::weak_ptr<SCNetworkReachability> weak = held.target;
   ASSERT_TRUE(held.target->setCallback(callback, &context));
   context.info = nullptr;  // it keeps a copy
   ASSERT_TRUE(held.target->setDispatchQueue(this->queue_));
@@ -172,14 +171,14 @@ TYPED_TEST_P(ReachabilityContract, ACallbackMayEndItAllAndLetGoOfTheTarget) {
 TYPED_TEST_P(ReachabilityContract, WhatACallbackRefersToIsHeldWhileItMayBeCalled) {
   static std::atomic<int> holders;
   holders = 0;
-  const platform::SCNetworkReachabilityContext context{.retain =
-                                                           [](const void* info) {
-                                                             ++holders;
-                                                             return info;
-                                                           },
-                                                       .release = [](const void*) { --holders; }};
+  const SCNetworkReachabilityContext context{.retain =
+                                                 [](const void* info) {
+                                                   ++holders;
+                                                   return info;
+                                                 },
+                                             .release = [](const void*) { --holders; }};
   auto target = this->make();
-  const auto callback = [](const platform::SCNetworkReachabilityRef& caller, auto, void*) {
+  const auto callback = [](const SCNetworkReachabilityRef& caller, auto, void*) {
     EXPECT_TRUE(caller->setCallback(nullptr, nullptr));
     EXPECT_EQ(holders, 1);
   };

@@ -11,9 +11,9 @@
 namespace tq::tests {
 
 /// Notes what a session tells, in words, and lets a test wait for the end.
-class SessionRecorder final : public platform::NSURLSessionDownloadDelegate {
+class SessionRecorder final : public NSURLSessionDownloadDelegate {
  public:
-  using Task = platform::NSURLSessionDownloadTask;
+  using Task = NSURLSessionDownloadTask;
 
   void didWriteData(Task&, std::int64_t bytes, std::int64_t total, std::int64_t expected) override {
     events.push_back("data");
@@ -21,13 +21,13 @@ class SessionRecorder final : public platform::NSURLSessionDownloadDelegate {
     lastTotal = total;
     lastExpected = expected;
   }
-  void didFinishDownloadingToURL(Task& task, const platform::URL& location) override {
+  void didFinishDownloadingToURL(Task& task, const URL& location) override {
     events.push_back("file");
     temporary = *location.filePath();
     body = readFile(temporary);
     status = task.response() ? task.response()->statusCode : 0;
   }
-  void didCompleteWithError(Task&, const std::optional<platform::NSError>& ended) override {
+  void didCompleteWithError(Task&, const std::optional<NSError>& ended) override {
     events.push_back("end");
     error = ended;
     EXPECT_EQ(++ends, 1);
@@ -42,7 +42,7 @@ class SessionRecorder final : public platform::NSURLSessionDownloadDelegate {
   int status = 0;
   std::string body;
   std::filesystem::path temporary;
-  std::optional<platform::NSError> error;
+  std::optional<NSError> error;
 };
 
 inline constexpr std::string_view kSessionBody = "a short film";
@@ -53,15 +53,15 @@ inline constexpr std::string_view kSessionBody = "a short film";
 template <class World>
 class URLSessionContract : public testing::Test {
  protected:
-  std::shared_ptr<platform::NSURLSessionDownloadTask> makeTask(const std::string& url) {
+  std::shared_ptr<NSURLSessionDownloadTask> makeTask(const std::string& url) {
     recorder_ = std::make_shared<SessionRecorder>();
-    return world_.maker({}, recorder_)->downloadTaskWithRequest({.url = *platform::URL::parse(url)});
+    return world_.maker({}, recorder_)->downloadTaskWithRequest({.url = *URL::parse(url)});
   }
   void expectError(bool cancelled) {
     ASSERT_TRUE(recorder_->wait() && recorder_->error);
-    EXPECT_EQ(recorder_->error->domain, platform::NSURLErrorDomain);
-    EXPECT_EQ(recorder_->error->code == platform::NSURLErrorCancelled, cancelled);
-    EXPECT_TRUE(recorder_->error->userInfo.contains(std::string(platform::NSLocalizedDescriptionKey)));
+    EXPECT_EQ(recorder_->error->domain, NSURLErrorDomain);
+    EXPECT_EQ(recorder_->error->code == NSURLErrorCancelled, cancelled);
+    EXPECT_TRUE(recorder_->error->userInfo.contains(std::string(NSLocalizedDescriptionKey)));
   }
 
   World world_;

@@ -11,7 +11,7 @@
 namespace tq::tests {
 
 /// "2011-12-30 10:00:30" in UTC; the time may be left out, in whole or in part.
-inline platform::Date utc(const char* text) {
+inline Date utc(const char* text) {
   using namespace std::chrono;
   int y = 0, m = 1, d = 1, hour = 0, minute = 0, second = 0;
   std::sscanf(text, "%d-%d-%d %d:%d:%d", &y, &m, &d, &hour, &minute, &second);
@@ -20,12 +20,12 @@ inline platform::Date utc(const char* text) {
   return day + std::chrono::hours(hour) + std::chrono::minutes(minute) + std::chrono::seconds(second);
 }
 
-inline std::string shown(platform::Date date) {
+inline std::string shown(Date date) {
   return std::to_string(date.time_since_epoch().count()) + " ms";
 }
 
-inline platform::Calendar calendarOf(const char* system, const char* zone, const char* locale = "en_US") {
-  return *platform::Calendar::make(system, platform::TimeZone::make(zone).value(), platform::Locale(locale));
+inline Calendar calendarOf(const char* system, const char* zone, const char* locale = "en_US") {
+  return *Calendar::make(system, TimeZone::make(zone).value(), Locale(locale));
 }
 
 /// The zones of the system's database, without the other names that they go by, or those names too.

@@ -10,7 +10,7 @@ namespace tq::tests {
 template <class Done>
 [[nodiscard]] bool runMainQueueUntil(Done done) {
   return eventually([&] {
-    platform::DispatchQueue::main()->drain();
+    DispatchQueue::main()->drain();
     return done();
   });
 }

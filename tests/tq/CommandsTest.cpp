@@ -55,7 +55,7 @@ TEST(TqDevice, PrintsAFactPerLineInTheUsersLocale) {
   const Sandbox sandbox;
   const EnvironmentVariable simulated("SIMULATOR_MODEL_IDENTIFIER", "iPad6,3");
   const std::string facts = "model           " + std::string(rawValue(UIDevice::type())) +
-                            "\nidentifier      " + platform::DeviceInfo::shared()->hardwareIdentifier() +
+                            "\nidentifier      " + DeviceInfo::shared()->hardwareIdentifier() +
                             "\nsystem version  " + UIDevice::osVersion() + "\nlanguage        ";
   const auto tq = runTq(sandbox, {"device"}, {"LC_ALL=ar_EG.UTF-8", "SIMULATOR_MODEL_IDENTIFIER=iPad6,3"});
   EXPECT_EQ(tq.exitCode, 0) << tq.error;

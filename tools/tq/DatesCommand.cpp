@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kLabelColumns = 24;
 
 // A clock that stands at the date that was asked for, so that its month is the present one.
-class ClockAt final : public platform::Clock {
+class ClockAt final : public Clock {
  public:
   explicit ClockAt(Date date) : date_(date) {}
   [[nodiscard]] Date now() const override { return date_; }
@@ -27,15 +27,15 @@ class ClockAt final : public platform::Clock {
 };
 
 std::optional<Date> read(const std::string& text) {
-  if (text.empty()) return platform::Clock::shared()->now();
-  const platform::Locale neutral("en_US_POSIX");
+  if (text.empty()) return Clock::shared()->now();
+  const Locale neutral("en_US_POSIX");
   for (const auto* const pattern : {"yyyy-MM-dd", "yyyy-MM-dd'T'HH:mm", "yyyy-MM-dd'T'HH:mm:ss"})
-    if (const auto date = platform::DateFormatter(pattern, neutral).date(text)) return date;
+    if (const auto date = DateFormatter(pattern, neutral).date(text)) return date;
   return std::nullopt;
 }
 
 // Other calendars than the Gregorian one count their years from several beginnings.
-platform::DateFormatter formatterFor(const platform::Calendar& calendar) {
+DateFormatter formatterFor(const Calendar& calendar) {
   const bool isGregorian = calendar.identifier() == "gregorian";
   return {isGregorian ? "EEE d MMM y, HH:mm:ss xxx" : "EEE d MMM y G, HH:mm:ss xxx", calendar.locale()};
 }
@@ -50,7 +50,7 @@ std::string row(std::string label, const std::string& value) {
 int dates(const std::string& date) {
   const auto moment = read(date);
   if (!moment) return fail('"' + date + "\" is no date such as 2024-03-05 or 2024-03-05T09:30:00");
-  const platform::Calendar& calendar = currentCalendar();
+  const Calendar& calendar = currentCalendar();
   const auto formatter = formatterFor(calendar);
   const auto dated = [&](std::string label, Date shown) {
     return row(std::move(label), formatter.string(shown));
@@ -62,11 +62,11 @@ int dates(const std::string& date) {
                dated("noon", noon(*moment)) + dated("yesterday", yesterday(*moment)) +
                dated("tomorrow", tomorrow(*moment)) + row("day heading", libraryDayGroupFormatted(*moment)) +
                row("month heading", libraryMonthGroupFormatted(*moment)) +
-               dated("first day of month", Calendar::firstDayOfMonth(clock)) +
-               dated("last day of month", Calendar::lastDayOfMonth(clock)) +
-               dated("first of previous month", Calendar::firstDayOfPreviousMonth(clock)) +
-               dated("last of previous month", Calendar::lastDayOfPreviousMonth(clock)) +
-               row("days in the month", std::to_string(Calendar::numberOfDaysInCurrentMonth(clock))));
+               dated("first day of month", firstDayOfMonth(calendar, clock)) +
+               dated("last day of month", lastDayOfMonth(calendar, clock)) +
+               dated("first of previous month", firstDayOfPreviousMonth(calendar, clock)) +
+               dated("last of previous month", lastDayOfPreviousMonth(calendar, clock)) +
+               row("days in the month", std::to_string(numberOfDaysInCurrentMonth(calendar, clock))));
 }
 
 int duration(const std::vector<std::string>& seconds) {

@@ -31,7 +31,7 @@ constexpr std::array<std::string_view, 6> kBatch{"colour-bars.mov", "mandelbrot.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string name = platform::NSTemporaryDirectory() / "demo-XXXXXX";
+    std::string name = NSTemporaryDirectory() / "demo-XXXXXX";
     if (::mkdtemp(name.data()) != nullptr) path_ = name;
   }
   ~TemporaryFolder() {
@@ -95,7 +95,7 @@ int demo(const Interrupts& interrupts) {
                             .identifiers = {kBatch.begin(), kBatch.end()},
                             .cache = folder.path() / "cache"};
   if (folder.path().empty() || !makeLibrary(request.folder, cloud))
-    return fail("cannot make a small library in " + platform::NSTemporaryDirectory().string());
+    return fail("cannot make a small library in " + NSTemporaryDirectory().string());
   if (const int result = write(introduction(folder.path(), cloud))) return result;
   if (const int result = load(request, interrupts)) return result;
   return write("\nThe folder is removed again.\n");

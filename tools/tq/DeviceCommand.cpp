@@ -14,7 +14,7 @@ int device(const Interrupts& /*interrupts*/) {
   constexpr std::size_t kNameColumns = 16;
   const std::pair<std::string_view, std::string> facts[] = {
       {"model", std::string(rawValue(UIDevice::type()))},
-      {"identifier", platform::DeviceInfo::shared()->hardwareIdentifier()},
+      {"identifier", DeviceInfo::shared()->hardwareIdentifier()},
       {"system version", UIDevice::osVersion()},
       {"language", UIDevice::deviceLanguage()},
       {"free space", UIDevice::currentDevice().freeDiskSpaceInGB()},

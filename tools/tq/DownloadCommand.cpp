@@ -13,8 +13,6 @@ namespace tq::tool {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::NSError;
-using platform::URL;
 
 class DownloadScreen final : public TQFileDownloaderDelegate {
  public:

@@ -62,8 +62,7 @@ std::string textOf(const Holdings& holdings) {
   if (!holdings.exists) return "none";
   if (holdings.files == 0) return "empty";
   return std::to_string(holdings.files) + (holdings.files == 1 ? " file, " : " files, ") +
-         platform::NSByteCountFormatter::stringFromByteCount(holdings.bytes,
-                                                             platform::NSByteCountFormatterCountStyleDecimal);
+         NSByteCountFormatter::stringFromByteCount(holdings.bytes, NSByteCountFormatterCountStyleDecimal);
 }
 
 // One of the program's places. Where a getter has fallen back there is none.
@@ -80,17 +79,17 @@ Place place(std::string_view name, std::optional<fs::path> path) {
 }
 
 Place folderPlace(std::string_view name, fs::path path) {
-  return place(name, path == NSFileManager::temporaryDirectoryPath() ? std::nullopt : std::optional(path));
+  return place(name, path == temporaryDirectoryPath() ? std::nullopt : std::optional(path));
 }
 
 Place imagePlace() {
-  const auto image = NSFileManager::inAppMessageBackgroundImagePath();
+  const auto image = inAppMessageBackgroundImagePath();
   return place("message image", image ? image->filePath() : std::nullopt);
 }
 
 std::vector<Place> mediaPlaces() {
-  return {folderPlace("cloud media", NSFileManager::cloudMediaDirectoryPath()),
-          folderPlace("editing media", NSFileManager::editingMediaContainerDirectoryPath())};
+  return {folderPlace("cloud media", cloudMediaDirectoryPath()),
+          folderPlace("editing media", editingMediaContainerDirectoryPath())};
 }
 
 std::string padded(std::string text, std::size_t columns) {
@@ -111,7 +110,7 @@ std::string rowsOf(const std::vector<Place>& places) {
 
 // What went wrong, without the marks that readers of logs search for; what went well is told in rows.
 void sayWhatIsLogged() {
-  platform::Log::setSink([](const platform::LogLine& line) {
+  Log::setSink([](const LogLine& line) {
     const std::size_t begin = line.message.find_first_not_of(kLogMarks);
     if (begin != std::string_view::npos && !line.message.ends_with(kWentWell))
       say(line.message.substr(begin));
@@ -153,8 +152,8 @@ int reportRemoved(const std::vector<Place>& places) {
 int folders() {
   sayWhatIsLogged();
   std::vector<Place> places = mediaPlaces();
-  places.insert(places.begin(), place("temporary", NSFileManager::temporaryDirectoryPath()));
-  places.push_back(folderPlace("videos", NSFileManager::recommendedVideoDirectoryPath()));
+  places.insert(places.begin(), place("temporary", temporaryDirectoryPath()));
+  places.push_back(folderPlace("videos", recommendedVideoDirectoryPath()));
   places.push_back(imagePlace());
   return write(rowsOf(places));
 }
@@ -167,8 +166,8 @@ int clean(const CleanRequest& request, const Interrupts& interrupts) {
   if (places.empty()) return write("There is nothing to remove.\n");
   if (!request.isConfirmed)
     if (const auto refused = refusal(places, interrupts)) return *refused;
-  NSFileManager().cleanTemporaryFiles();
-  if (request.image) NSFileManager::removeInAppMessageBackgroundImage();
+  cleanTemporaryFiles();
+  if (request.image) removeInAppMessageBackgroundImage();
   return reportRemoved(places);
 }
 

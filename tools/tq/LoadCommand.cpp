@@ -16,8 +16,6 @@
 namespace tq::tool {
 namespace {
 
-using platform::DirectoryImageManager;
-using platform::NSError;
 using Videos = TQAVAssetLoader::Videos;
 
 // What the application would have as its screen.
@@ -46,7 +44,7 @@ class LoadScreen final : public TQAVAssetLoadProtocol {
 // The first identifier that names no video of `listed`, or absent when `batch` is complete.
 std::optional<std::string> chooseVideos(const Videos& listed, const std::vector<std::string>& identifiers,
                                         Videos& batch) {
-  std::map<std::string_view, std::shared_ptr<const platform::PHAsset>> byIdentifier;
+  std::map<std::string_view, std::shared_ptr<const PHAsset>> byIdentifier;
   for (const auto& video : listed) byIdentifier.emplace(video->localIdentifier(), video);
   for (const auto& identifier : identifiers) {
     const auto found = byIdentifier.find(identifier);

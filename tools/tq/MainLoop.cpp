@@ -56,7 +56,7 @@ Interrupts::~Interrupts() {
 
 void runMainQueue(const Interrupts& interrupts, const std::function<bool()>& ended,
                   const std::function<void()>& onInterrupt) {
-  const auto& queue = platform::DispatchQueue::main();
+  const auto& queue = DispatchQueue::main();
   std::array<pollfd, 2> watched{{{.fd = queue->descriptor(), .events = POLLIN, .revents = 0},
                                  {.fd = interrupts.descriptor(), .events = POLLIN, .revents = 0}}};
   while (!ended()) {
@@ -70,7 +70,7 @@ void runMainQueue(const Interrupts& interrupts, const std::function<bool()>& end
 }
 
 void runMainQueueUntilReleased(const std::weak_ptr<const void>& object) {
-  const auto& queue = platform::DispatchQueue::main();
+  const auto& queue = DispatchQueue::main();
   pollfd watched{.fd = queue->descriptor(), .events = POLLIN, .revents = 0};
   while (!object.expired()) {
     ::poll(&watched, 1, static_cast<int>(kReleaseCheck.count()));

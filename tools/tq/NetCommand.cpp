@@ -12,8 +12,6 @@
 namespace tq::tool {
 namespace {
 
-using namespace platform;
-
 constexpr std::chrono::milliseconds kResolvedCheck{20};
 constexpr std::size_t kConnectionColumns = 15;
 

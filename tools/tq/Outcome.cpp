@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint64_t kMebibyte = 1'048'576;
 
 std::string diskFullSentence() {
-  const auto documents = platform::userFolder(platform::UserFolder::documents);
+  const auto documents = userFolder(UserFolder::documents);
   std::string sentence = "too little free space: more than " + std::to_string(kMinDiskspace / kMebibyte) +
                          " MiB must be free on the volume that holds " + documents.string();
   const std::uint64_t free = getTotalDiskSpaceInBytes();
@@ -41,10 +41,9 @@ int write(std::string_view text) {
   return fail("cannot write to the standard output: " + std::generic_category().message(errno));
 }
 
-std::string sentence(const platform::NSError& error, std::string_view subject) {
+std::string sentence(const NSError& error, std::string_view subject) {
   if (error.domain == "Disk Full" && error.code == kiCloudDownloadDiskFullError) return diskFullSentence();
-  if (error.userInfo.contains(std::string(platform::NSLocalizedDescriptionKey)))
-    return error.localizedDescription();
+  if (error.userInfo.contains(std::string(NSLocalizedDescriptionKey))) return error.localizedDescription();
   const std::string attempt = "cannot load " + std::string(subject) + ": ";
   if (error.domain == kNetworkErrorDomain)
     return attempt + "the photo library has no asset of it, nor a reason";

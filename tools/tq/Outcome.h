@@ -25,6 +25,6 @@ void say(std::string_view sentence);
 
 /// A sentence for people about `error`, also for the library's errors that come without one. `subject` is
 /// what was being loaded.
-[[nodiscard]] std::string sentence(const platform::NSError& error, std::string_view subject);
+[[nodiscard]] std::string sentence(const NSError& error, std::string_view subject);
 
 }  // namespace tq::tool

@@ -77,7 +77,7 @@ nlohmann::ordered_json objectOf(const LoadedVideo& video) {
     object["height"] = std::llround(details->naturalSize.height);
     object["codec"] = details->codec;
   }
-  const auto* const located = dynamic_cast<const platform::AVURLAsset*>(video.asset.get());
+  const auto* const located = dynamic_cast<const AVURLAsset*>(video.asset.get());
   const auto file = located != nullptr ? located->url().filePath() : std::nullopt;
   if (file) object["file"] = file->string();
   return object;

@@ -11,7 +11,7 @@ namespace tq::tool {
 /// One element of a loaded batch.
 struct LoadedVideo {
   std::string identifier;
-  std::shared_ptr<const platform::AVAsset> asset;
+  std::shared_ptr<const AVAsset> asset;
   bool fetched = false;  ///< Out of the cloud, in this load or an earlier one.
 };
 

@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Base/URL.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What a reader of a video's container has found out about it.
 struct AVVideoDetails {
@@ -50,4 +50,4 @@ class TQ_API AVURLAsset final : public AVAsset {
   URL url_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

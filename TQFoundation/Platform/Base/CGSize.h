@@ -1,6 +1,6 @@
 #pragma once
 
-namespace tq::platform {
+namespace tq {
 
 /// A width and a height, in whatever unit the owner says (pixels, for a video's frame).
 struct CGSize {
@@ -10,4 +10,4 @@ struct CGSize {
   friend bool operator==(const CGSize&, const CGSize&) = default;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

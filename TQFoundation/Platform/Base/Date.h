@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-namespace tq::platform {
+namespace tq {
 
 /// A point in time: milliseconds since 1970-01-01T00:00:00Z with a fraction, leap seconds apart.
 ///
@@ -14,4 +14,4 @@ namespace tq::platform {
 /// no date: whatever would answer with a date from it gives it back unchanged.
 using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::duration<double, std::milli>>;
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
-namespace tq::platform {
+namespace tq {
 
 Descriptor::~Descriptor() {
   if (number_ >= 0) ::close(number_);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 
 /// A file descriptor that is closed when this is destroyed; -1 is none.
 class Descriptor {
@@ -22,4 +22,4 @@ class Descriptor {
   int number_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

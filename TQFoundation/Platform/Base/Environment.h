@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-namespace tq::platform {
+namespace tq {
 
 /// What the environment says under `name`, absent where it says nothing. Points into the environment: to be
 /// used at once.
@@ -15,4 +15,4 @@ namespace tq::platform {
   return value == nullptr ? std::nullopt : std::optional<std::string_view>(value);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

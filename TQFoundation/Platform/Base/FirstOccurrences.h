@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace tq::platform {
+namespace tq {
 
 /// Tells which elements of a sequence are the first of their kind: a hash table of positions, which holds no
 /// element itself.
@@ -82,4 +82,4 @@ class FirstOccurrences {
   std::size_t count_ = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 
 /// One value that several threads may read and replace whole.
 ///
@@ -58,4 +58,4 @@ class WeakDelegate {
   Guarded<std::weak_ptr<Protocol>> delegate_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 std::int64_t writeCode(int systemError) {
@@ -99,4 +99,4 @@ NSError fileReadError(int systemError, const std::filesystem::path& path, std::s
   return fileError(readCode(systemError), systemError, path, attempt);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

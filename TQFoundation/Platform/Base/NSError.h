@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What went wrong: a domain that names the family of errors, a code within it, and texts for people.
 ///
@@ -83,4 +83,4 @@ inline constexpr std::int64_t NSFileWriteVolumeReadOnlyError = 642;
 [[nodiscard]] TQ_API NSError fileReadError(int systemError, const std::filesystem::path& path,
                                            std::string_view attempt);
 
-}  // namespace tq::platform
+}  // namespace tq

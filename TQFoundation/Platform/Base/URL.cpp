@@ -7,7 +7,7 @@
 #include <boost/url/url_view.hpp>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 std::string lowered(std::string_view text) {
@@ -91,4 +91,4 @@ std::optional<std::filesystem::path> URL::filePath() const {
   return std::filesystem::path(path);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// One item of a URL's query, percent escapes decoded. "a" has no value, "a=" has an empty one.
 struct URLQueryItem {
@@ -64,4 +64,4 @@ class TQ_API URL {
   std::string scheme_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 
 /// Lends copies of an object that one thread at a time may use, to as many threads as ask.
 ///
@@ -72,4 +72,4 @@ class WorkingCopies {
   mutable std::array<Slot, 8> slots_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

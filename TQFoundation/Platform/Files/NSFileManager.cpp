@@ -11,7 +11,7 @@
 #include <random>
 #include <vector>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -144,4 +144,4 @@ int TemporaryFile::createIn(const fs::path& folder, TemporaryFile& file) {
   return EEXIST;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Base/NSError.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Operations on files that keep the house rule: nothing of the user's is overwritten, and a file appears
 /// under its final name complete or not at all.
@@ -54,4 +54,4 @@ struct TQ_API TemporaryFile {
   [[nodiscard]] static int createIn(const std::filesystem::path& folder, TemporaryFile& file);
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -13,7 +13,7 @@
 #include "TQFoundation/Platform/Base/Descriptor.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -195,4 +195,4 @@ std::optional<NSError> NSFileManager::removeItem(const fs::path& path) {
   return TreeRemoval(std::move(holder), holderPath, name).run();
 }
 
-}  // namespace tq::platform
+}  // namespace tq

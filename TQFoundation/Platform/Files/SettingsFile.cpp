@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace tq::platform {
+namespace tq {
 
 std::optional<std::string> readSettingsFile(const std::string& path) {
   const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -16,4 +16,4 @@ std::optional<std::string> readSettingsFile(const std::string& path) {
   return text;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

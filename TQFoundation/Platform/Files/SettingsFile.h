@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-namespace tq::platform {
+namespace tq {
 
 /// The first 64 KiB of a file that tells how a system is set up, or absent when it cannot be read. Never
 /// waits for somebody to write into it.
@@ -11,4 +11,4 @@ namespace tq::platform {
 /// Callable from any thread.
 [[nodiscard]] std::optional<std::string> readSettingsFile(const std::string& path);
 
-}  // namespace tq::platform
+}  // namespace tq

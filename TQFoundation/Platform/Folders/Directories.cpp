@@ -16,7 +16,7 @@
 #include "TQFoundation/Platform/Folders/StandardFolder.h"
 #include "TQFoundation/Platform/Localization/Bundle.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -164,4 +164,4 @@ std::string programName() {
   return name;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

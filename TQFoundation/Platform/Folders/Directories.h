@@ -6,7 +6,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The standard folders of this user and this program.
 ///
@@ -52,4 +52,4 @@ enum class UserFolder { documents, videos };
 /// The name of the running program's file, without its folder.
 [[nodiscard]] TQ_API std::string programName();
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 #include "TQFoundation/Platform/Base/Environment.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -31,4 +31,4 @@ const fs::path& keptHomeDirectory() {
   return kept;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The same as `freeBytesAtNearestFolder`, of the folders above `folder`, which tells of no room itself.
 [[nodiscard]] std::uint64_t freeBytesAbove(std::filesystem::path folder, const VolumeInfo& volumes);
@@ -24,4 +24,4 @@ namespace tq::platform {
 /// for the free space. It belongs to the calling thread, until its next call.
 [[nodiscard]] const std::filesystem::path& keptHomeDirectory();
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -112,4 +112,4 @@ std::optional<NSError> StandardFolder::create(const fs::path& wanted) const {
   return fileWriteError(EPERM, wanted, "cannot use what another user has made of");
 }
 
-}  // namespace tq::platform
+}  // namespace tq

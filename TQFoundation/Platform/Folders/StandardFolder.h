@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/Platform/Base/NSError.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A folder of a fixed name in one of the program's standard folders.
 ///
@@ -78,4 +78,4 @@ class StandardFolder {
 /// The folder that `NSTemporaryDirectory` is where nothing is in its way.
 [[nodiscard]] std::filesystem::path usualTemporaryDirectory();
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 
 #include "TQFoundation/Platform/Formatting/DurationStyle.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr const char* kNoDuration = "--:--";
@@ -104,4 +104,4 @@ std::string DateComponentsFormatter::string(double from) const {
   return usualText(static_cast<std::uint32_t>(seconds), allowedUnits == kClockUnits, style);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Writes durations the way a clock does: "01:05", "02:46:40".
 ///
@@ -46,4 +46,4 @@ class TQ_API DateComponentsFormatter {
   [[nodiscard]] std::string string(double from) const;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

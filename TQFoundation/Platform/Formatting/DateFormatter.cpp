@@ -19,7 +19,7 @@
 #include "TQFoundation/Platform/TimeZones/IcuTimeZone.h"
 #include "TQFoundation/Platform/TimeZones/TimeZone.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::size_t kLongestText = 4096;
@@ -202,4 +202,4 @@ std::optional<Date> DateFormatter::date(std::string_view from) const {
   return data_->scribes->borrow()->date(from, zone);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

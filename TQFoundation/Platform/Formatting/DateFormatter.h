@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Writes dates as text for people, and reads such text back.
 ///
@@ -53,4 +53,4 @@ class TQ_API DateFormatter {
   std::shared_ptr<const Data> data_;  // never null
 };
 
-}  // namespace tq::platform
+}  // namespace tq

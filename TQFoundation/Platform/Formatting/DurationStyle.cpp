@@ -15,7 +15,7 @@
 #include "TQFoundation/Platform/Localization/LocaleDigits.h"
 #include "TQFoundation/Platform/Localization/UserLocaleValue.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::string_view kUsualSeparator = ":";
@@ -68,4 +68,4 @@ const DurationStyle& DurationStyle::current() {
   return userLocaleValue<DurationStyle, &styleOf>();
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 
 #include "TQFoundation/Platform/Formatting/ShortText.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// How the user's locale writes durations: what stands between hours, minutes and seconds, and its digits.
 struct DurationStyle {
@@ -23,4 +23,4 @@ struct DurationStyle {
   [[nodiscard]] static const DurationStyle& current();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

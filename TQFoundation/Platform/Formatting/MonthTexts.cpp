@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Localization/LocaleDigits.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Days = std::chrono::duration<double, std::chrono::days::period>;
@@ -117,4 +117,4 @@ std::optional<Date> MonthTexts::wallClock(std::string_view text, unsigned month)
   return civil.ok() && date >= kBegin && date < kEnd ? std::optional(date) : std::nullopt;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -10,7 +10,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A date's text, and where in it numbers stand that change from day to day and from year to year.
 struct DateText {
@@ -58,4 +58,4 @@ class MonthTexts {
   bool areUnique_;                      // no two dates of different months have one text
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Formatting/NumberMarks.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 struct Unit {
@@ -89,4 +89,4 @@ std::string NSByteCountFormatter::stringFromByteCount(std::int64_t byteCount,
   return textOf(byteCount, NSByteCountFormatterUseAll, true, NumberMarks::current());
 }
 
-}  // namespace tq::platform
+}  // namespace tq

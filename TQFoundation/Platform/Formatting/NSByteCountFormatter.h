@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 
-namespace tq::platform {
+namespace tq {
 
 struct NumberMarks;
 
@@ -80,4 +80,4 @@ class TQ_API NSByteCountFormatter {
   bool includesUnit_ = true;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Localization/LocaleDigits.h"
 #include "TQFoundation/Platform/Localization/UserLocaleValue.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Symbols = icu::DecimalFormatSymbols;
@@ -101,4 +101,4 @@ void appendNumber(std::string& text, std::uint64_t value, int fractionDigits, co
   }
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Formatting/ShortText.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The signs of which a locale's numbers are made, for those who put the digits together themselves: that
 /// takes a third of what asking ICU for each text takes.
@@ -36,4 +36,4 @@ struct NumberMarks {
 /// Appends `value` divided by 10 to the power of `fractionDigits`, with groups and without zeros at its end.
 void appendNumber(std::string& text, std::uint64_t value, int fractionDigits, const NumberMarks& marks);
 
-}  // namespace tq::platform
+}  // namespace tq

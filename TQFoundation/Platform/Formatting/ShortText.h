@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace tq::platform {
+namespace tq {
 
 /// A character or a few, in UTF-8, within the object itself.
 class ShortText {
@@ -32,4 +32,4 @@ class ShortText {
   std::uint8_t size_ = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

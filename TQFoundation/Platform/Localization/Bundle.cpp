@@ -13,7 +13,7 @@
 #include "TQFoundation/Platform/Localization/StringsTable.h"
 #include "TQFoundation/Platform/Log/Log.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -191,4 +191,4 @@ std::string Bundle::localizedString(std::string_view key) const {
   return found == strings_->end() ? std::string(key) : found->second;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

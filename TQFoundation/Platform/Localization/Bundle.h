@@ -10,7 +10,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A folder of resources with the texts of a program in the languages it speaks.
 ///
@@ -76,4 +76,4 @@ class TQ_API Bundle {
   std::string identifier_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

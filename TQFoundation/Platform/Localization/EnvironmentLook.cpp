@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Localization/UserLocaleName.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::array<std::string_view, 3> kVariables = {"LC_ALL=", "LC_TIME=", "LANG="};
@@ -56,4 +56,4 @@ void EnvironmentLook::take() {
                  [this](std::size_t place) { return entries_[place]; });
 }
 
-}  // namespace tq::platform
+}  // namespace tq

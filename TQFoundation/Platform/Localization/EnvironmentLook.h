@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-namespace tq::platform {
+namespace tq {
 
 /// Tells cheaply whether the environment still says of the user's locale what it said at the last look.
 ///
@@ -39,4 +39,4 @@ class EnvironmentLook {
   std::size_t nameSize_ = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

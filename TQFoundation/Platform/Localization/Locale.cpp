@@ -10,7 +10,7 @@
 
 #include "TQFoundation/Platform/Localization/UserLocaleName.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr const char* kNeutral = "en_US_POSIX";
@@ -96,4 +96,4 @@ Locale Locale::current() {
   return Locale(name.size() > kLongestName ? std::string() : fromSystemName(name));
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Whose words, digits and customs a text for people follows: a language, and where it matters a script, a
 /// region, a calendar and a numbering.
@@ -44,4 +44,4 @@ class TQ_API Locale {
   std::string identifier_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace tq::platform {
+namespace tq {
 
 std::array<std::string, 10> localeDigits(const Locale& locale) {
   UErrorCode status = U_ZERO_ERROR;
@@ -26,4 +26,4 @@ std::array<std::string, 10> localeDigits(const Locale& locale) {
   return digits;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

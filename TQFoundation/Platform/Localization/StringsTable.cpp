@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::string_view kUTF8Mark = "\xEF\xBB\xBF";
@@ -230,4 +230,4 @@ std::variant<StringsTable, StringsFault> parseStringsTable(std::string_view byte
   return table;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <variant>
 
-namespace tq::platform {
+namespace tq {
 
 /// Texts by key.
 using StringsTable = std::map<std::string, std::string, std::less<>>;
@@ -21,4 +21,4 @@ struct StringsFault {
 /// Reads a strings table as `Bundle` describes it. The answer is UTF-8.
 [[nodiscard]] std::variant<StringsTable, StringsFault> parseStringsTable(std::string_view bytes);
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 
 #include "TQFoundation/Platform/Base/Environment.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The name by which the environment calls the user's locale for dates, as it stands there; empty where there
 /// is none. It points into the environment: to be used at once.
@@ -18,4 +18,4 @@ namespace tq::platform {
   return {};
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 #include "TQFoundation/Platform/Localization/EnvironmentLook.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What `make` makes of the user's locale, kept for as long as the environment says the same. It belongs to
 /// the calling thread, until its next call.
@@ -26,4 +26,4 @@ template <class T, T (*make)(const Locale&)>
   return value;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 
 #include "TQFoundation/Platform/Base/Guarded.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 Guarded<std::shared_ptr<const Log::Sink>>& sinkInUse() {
@@ -33,4 +33,4 @@ void Log::write(const LogLine& line) {
   writeToStandardError(line);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

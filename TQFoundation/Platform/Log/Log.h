@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Whatever has a text to log. Texts are loggable as they stand.
 template <class Item>
@@ -54,4 +54,4 @@ class TQ_API Log {
   static void write(const LogLine& line);
 };
 
-}  // namespace tq::platform
+}  // namespace tq

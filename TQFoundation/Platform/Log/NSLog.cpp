@@ -9,7 +9,7 @@
 
 #include "TQFoundation/Platform/Base/Guarded.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 Guarded<std::shared_ptr<const NSLogSink>>& sinkInUse() {
@@ -36,4 +36,4 @@ void setNSLogSink(NSLogSink sink) {
   sinkInUse().set(sink ? std::make_shared<const NSLogSink>(std::move(sink)) : nullptr);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

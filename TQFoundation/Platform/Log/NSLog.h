@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Writes one line to the system's log, as it stands.
 ///
@@ -23,4 +23,4 @@ using NSLogSink = std::function<void(std::string_view line)>;
 /// writing meanwhile goes to the old sink.
 TQ_API void setNSLogSink(NSLogSink sink);
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string>
 
-namespace tq::platform {
+namespace tq {
 
 struct NSNotification::Name::Owned {
   std::string text;
@@ -27,4 +27,4 @@ void NSNotification::Name::release() const noexcept {
   if (owned_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) delete owned_;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

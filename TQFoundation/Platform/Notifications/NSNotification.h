@@ -13,7 +13,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Something that happened: its name, whom it happened to, and what else there is to know.
 ///
@@ -125,11 +125,9 @@ class TQ_API NSNotification {
   UserInfo userInfo_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq
 
 template <>
-struct std::hash<tq::platform::NSNotification::Name> {
-  std::size_t operator()(const tq::platform::NSNotification::Name& name) const noexcept {
-    return name.hash();
-  }
+struct std::hash<tq::NSNotification::Name> {
+  std::size_t operator()(const tq::NSNotification::Name& name) const noexcept { return name.hash(); }
 };

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Name = std::optional<NSNotification::Name>;
@@ -174,4 +174,4 @@ void NSNotificationCenter::post(const NSNotification& notification) {
   deliver(notification, named.get(), any.get());
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Notifications/NSNotification.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Tells whoever asked for it, by name, that something happened. Who posts and who observes need not know
 /// each other.
@@ -86,4 +86,4 @@ class TQ_API NSNotificationCenter {
   const std::unique_ptr<Registry> registry_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

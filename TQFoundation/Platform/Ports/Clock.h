@@ -5,7 +5,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Tells the present moment.
 ///
@@ -24,4 +24,4 @@ class TQ_API Clock {
   [[nodiscard]] static const std::shared_ptr<const Clock>& shared();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Tells what the device is and what runs on it.
 ///
@@ -31,4 +31,4 @@ class TQ_API DeviceInfo {
   [[nodiscard]] static const std::shared_ptr<const DeviceInfo>& shared();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Base/NSError.h"
 #include "TQFoundation/Platform/Base/URL.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What a server said before the body.
 struct NSHTTPURLResponse {
@@ -111,4 +111,4 @@ class TQ_API NSURLSession {
 using NSURLSessionMaker = std::function<std::shared_ptr<NSURLSession>(
     const NSURLSessionConfiguration&, std::weak_ptr<NSURLSessionDownloadDelegate>)>;
 
-}  // namespace tq::platform
+}  // namespace tq

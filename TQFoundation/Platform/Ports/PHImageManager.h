@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Base/NSError.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A video of a photo library, by the name the library knows it by.
 ///
@@ -90,4 +90,4 @@ class TQ_API PHImageManager {
   [[nodiscard]] static const std::shared_ptr<PHImageManager>& defaultManager();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The callback of a target and its context, whose `info` is retained for as long as anybody may still make
 /// the call.
@@ -38,4 +38,4 @@ class ReachabilityRegistration {
   const SCNetworkReachabilityContext context_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 class DispatchQueue;
 
@@ -118,4 +118,4 @@ class TQ_API SCNetworkReachabilityProvider {
   [[nodiscard]] static const std::shared_ptr<SCNetworkReachabilityProvider>& shared();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Answers how much room a volume has left.
 ///
@@ -30,4 +30,4 @@ class TQ_API VolumeInfo {
   [[nodiscard]] static const std::shared_ptr<const VolumeInfo>& shared();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -10,7 +10,7 @@
 #include "TQFoundation/Platform/Queues/TimerService.h"
 #include "TQFoundation/Platform/Queues/WorkerPool.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 // Lets one thread wait until another has opened the gate, once.
@@ -162,4 +162,4 @@ std::shared_ptr<DispatchQueue> DispatchQueue::serial(Tasks tasks) {
   return std::make_shared<SerialQueue>(tasks);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -8,7 +8,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Queues/Task.h"
 
-namespace tq::platform {
+namespace tq {
 
 class LoopQueue;
 
@@ -69,4 +69,4 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
   [[nodiscard]] static std::shared_ptr<DispatchQueue> serial(Tasks tasks = Tasks::any);
 };
 
-}  // namespace tq::platform
+}  // namespace tq

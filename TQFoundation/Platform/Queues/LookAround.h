@@ -3,7 +3,7 @@
 #include <chrono>
 #include <thread>
 
-namespace tq::platform {
+namespace tq {
 
 /// Looks for more work for a moment before its thread goes to sleep, and answers whether there is some.
 ///
@@ -20,4 +20,4 @@ bool lookAround(Found found) {
   return false;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

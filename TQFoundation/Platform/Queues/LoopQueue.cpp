@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Queues/LookAround.h"
 #include "TQFoundation/Platform/Queues/TimerService.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::chrono::nanoseconds kShortestInterval = std::chrono::microseconds(100);
@@ -231,4 +231,4 @@ void LoopQueue::signalDescriptor() {
   static_cast<void>(::write(writeEnd_, &byte, 1));
 }
 
-}  // namespace tq::platform
+}  // namespace tq

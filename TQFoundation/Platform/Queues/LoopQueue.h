@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 #include "TQFoundation/Platform/Queues/RunLoop.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A serial queue that runs on whichever thread runs or drains it: the main queue, or a thread's run loop.
 ///
@@ -98,4 +98,4 @@ class TQ_API LoopQueue final : public DispatchQueue, public RunLoop {
   int writeEnd_ = -1;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Queues/Task.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A timer that a run loop fires.
 ///
@@ -48,4 +48,4 @@ class TQ_API RunLoop {
   [[nodiscard]] static std::shared_ptr<RunLoop> current();
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -2,9 +2,9 @@
 
 #include <functional>
 
-namespace tq::platform {
+namespace tq {
 
 /// A piece of work for a queue or a timer. It must not throw: nobody is there to catch, and the program ends.
 using Task = std::function<void()>;
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 class Engine {
@@ -49,4 +49,4 @@ TimerService::Cancel TimerService::callAt(Clock::time_point moment, Task task) {
   };
 }
 
-}  // namespace tq::platform
+}  // namespace tq

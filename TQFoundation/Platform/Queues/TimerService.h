@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Queues/Task.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Calls back at a moment, on a thread of its own that does nothing else; callers hop off it at once.
 ///
@@ -23,4 +23,4 @@ class TimerService {
   static Cancel callAt(Clock::time_point moment, Task task);
 };
 
-}  // namespace tq::platform
+}  // namespace tq

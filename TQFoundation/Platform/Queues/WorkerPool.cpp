@@ -6,7 +6,7 @@
 
 #include "TQFoundation/Platform/Queues/LookAround.h"
 
-namespace tq::platform {
+namespace tq {
 
 WorkerPool& WorkerPool::shared() {
   static auto* const pool = new WorkerPool;
@@ -104,4 +104,4 @@ bool WorkerPool::takeNext(std::unique_lock<std::mutex>& lock, Task& task) {
   return true;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -9,7 +9,7 @@
 
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The background threads behind the global and the serial queues.
 ///
@@ -67,4 +67,4 @@ class WorkerPool {
   std::size_t threads_ = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -15,7 +15,7 @@
 
 #include "TQFoundation/Platform/Time/IcuCalendarData.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr double kSecond = 1000;
@@ -232,4 +232,4 @@ std::optional<DateInterval> Calendar::dateInterval(Component of, Date date) cons
   return DateInterval{moment({.day = *first}), moment({.day = *next})};
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -13,7 +13,7 @@
 #include "TQFoundation/Platform/Time/DateComponents.h"
 #include "TQFoundation/Platform/TimeZones/TimeZone.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// How people somewhere divide time: a calendar system, in a time zone, with a locale's weeks.
 ///
@@ -124,4 +124,4 @@ class TQ_API Calendar {
   std::shared_ptr<const Data> data_;  // never null
 };
 
-}  // namespace tq::platform
+}  // namespace tq

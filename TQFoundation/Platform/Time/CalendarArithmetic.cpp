@@ -13,7 +13,7 @@
 #include "TQFoundation/Platform/Time/Calendar.h"
 #include "TQFoundation/Platform/Time/IcuCalendarData.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Component = Calendar::Component;
@@ -236,4 +236,4 @@ DateComponents Calendar::dateComponents(ComponentSet components, Date from, Date
   return result;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Time/Calendar.h"
 #include "TQFoundation/Platform/Time/IcuCalendarData.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Component = Calendar::Component;
@@ -101,4 +101,4 @@ std::optional<std::int64_t> Calendar::ordinality(Component of, Component in, Dat
   return (*day - 1) * perDay + static_cast<std::int64_t>(now->time / length) + 1;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Part = std::optional<std::int64_t> DateComponents::*;
@@ -29,4 +29,4 @@ const std::optional<std::int64_t>& DateComponents::operator[](Component componen
   return this->*kParts[static_cast<std::size_t>(component)];
 }
 
-}  // namespace tq::platform
+}  // namespace tq

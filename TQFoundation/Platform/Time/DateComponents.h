@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The parts of a date in some calendar, or an offset in them; what is absent says nothing.
 ///
@@ -82,4 +82,4 @@ struct DateInterval {
   friend bool operator==(const DateInterval&, const DateInterval&) = default;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Time/Calendar.h"
 #include "TQFoundation/Platform/Time/IcuCivil.h"
 
-namespace tq::platform {
+namespace tq {
 
 struct Calendar::Data {
   std::string identifier;
@@ -24,4 +24,4 @@ struct Calendar::Reading {
   double time = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

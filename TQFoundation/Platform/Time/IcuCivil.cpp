@@ -3,7 +3,7 @@
 #include <cmath>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr double kDay = 86'400'000;
@@ -139,4 +139,4 @@ bool IcuCivil::countsBackward(std::int64_t era) const {
   return first && second && *second < *first;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

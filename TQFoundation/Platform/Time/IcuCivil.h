@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Base/WorkingCopies.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Days since 1970-01-01, in whatever zone.
 using CivilDay = std::int64_t;
@@ -63,4 +63,4 @@ class IcuCivil {
   WorkingCopies<icu::Calendar> calendars_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

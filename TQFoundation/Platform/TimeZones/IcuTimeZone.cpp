@@ -5,12 +5,12 @@
 #include <chrono>
 #include <string>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 class ZoneForICU final : public icu::TimeZone {
  public:
-  explicit ZoneForICU(const platform::TimeZone& zone)
+  explicit ZoneForICU(const tq::TimeZone& zone)
       : icu::TimeZone(icu::UnicodeString::fromUTF8(zone.identifier())), zone_(zone) {}
 
   void getOffset(UDate date, UBool local, int32_t& rawOffset, int32_t& dstOffset,
@@ -69,7 +69,7 @@ class ZoneForICU final : public icu::TimeZone {
     return static_cast<int32_t>(std::chrono::milliseconds(zone_.offset(moment)).count());
   }
 
-  const platform::TimeZone zone_;
+  const tq::TimeZone zone_;
 };
 
 }  // namespace
@@ -78,4 +78,4 @@ std::unique_ptr<icu::TimeZone> icuTimeZone(const TimeZone& zone) {
   return std::make_unique<ZoneForICU>(zone);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

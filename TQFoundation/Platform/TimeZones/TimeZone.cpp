@@ -21,7 +21,7 @@
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 #include "TQFoundation/Platform/TimeZones/ZoneRules.h"
 
-namespace tq::platform {
+namespace tq {
 
 namespace fs = std::filesystem;
 
@@ -267,4 +267,4 @@ TimeZone TimeZone::deviceZone() {
   return DeviceZone::shared().now();
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -10,7 +10,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 
-namespace tq::platform {
+namespace tq {
 
 class ZoneRules;
 
@@ -81,4 +81,4 @@ class TQ_API TimeZone {
   std::shared_ptr<const Data> data_;  // never null
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace tq::platform {
+namespace tq {
 
 void ZoneRules::add(ZoneSeconds time, Offset offset) {
   // Daylight saving for all the year is written as changes back and forth at one moment.
@@ -42,4 +42,4 @@ ZoneSeconds ZoneRules::firstMoment(ZoneSeconds wallClock) const {
   return std::max(span.begin, wallClock - span.offset.seconds);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

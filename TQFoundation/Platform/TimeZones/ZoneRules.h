@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tq::platform {
+namespace tq {
 
 /// Seconds since 1970-01-01T00:00:00Z.
 using ZoneSeconds = std::int64_t;
@@ -79,4 +79,4 @@ class ZoneRules {
   bool repeats_ = false;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

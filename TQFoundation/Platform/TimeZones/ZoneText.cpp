@@ -13,7 +13,7 @@
 
 #include "TQFoundation/Platform/TimeZones/ZoneRules.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using Offset = ZoneRules::Offset;
@@ -303,4 +303,4 @@ bool ZoneRules::addPosix(std::string_view text) {
   return true;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 #include "TQFoundation/Platform/Queues/WorkerPool.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::size_t kMaxSpareHandles = 4;
@@ -148,4 +148,4 @@ CURL* CurlEngine::takeHandle() {
   return handle;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -10,7 +10,7 @@
 
 #include "TQFoundation/Platform/Adapters/Curl/CurlTransfer.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Runs the transfers of all sessions side by side on one background thread, and keeps their connections for
 /// the next ones. Without transfers it occupies no thread.
@@ -55,4 +55,4 @@ class CurlEngine {
   std::vector<const CurlClient*> begun_;  // since the last turn
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -9,7 +9,7 @@
 
 #include "TQFoundation/Platform/Folders/Directories.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -202,4 +202,4 @@ void CurlTransfer::discardFile() {
   if (!file_.path.empty()) ::unlink(std::exchange(file_.path, {}).c_str());
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Who hears of a transfer, on the engine's thread. It must not block.
 class CurlClient {
@@ -90,4 +90,4 @@ class CurlTransfer {
   Clock::time_point lastReport_{};
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 class CurlDownloadTask final : public NSURLSessionDownloadTask,
@@ -100,4 +100,4 @@ std::shared_ptr<NSURLSession> NSURLSession::sessionWithConfiguration(
   return std::make_shared<CurlURLSession>(configuration, std::move(delegate));
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -15,7 +15,7 @@ extern "C" {
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoFolder.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -94,4 +94,4 @@ VideoProbe CloudCache::keep(const fs::path& fetched, const CloudOriginal& origin
   return {.details = std::nullopt, .error = error};
 }
 
-}  // namespace tq::platform
+}  // namespace tq

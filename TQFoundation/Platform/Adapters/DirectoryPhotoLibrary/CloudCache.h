@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoProbe.h"
 #include "TQFoundation/Platform/Base/URL.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// One original of the cloud, and where it is kept once it has been fetched.
 struct CloudOriginal {
@@ -46,4 +46,4 @@ class CloudCache {
   std::filesystem::path library_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 
 std::shared_ptr<NSURLSessionDownloadTask> CloudFetch::start(const NSURLSessionMaker& makeSession,
                                                             CloudOriginal original,
@@ -56,4 +56,4 @@ VideoProbe CloudFetch::failure(std::int64_t code, const std::string& reason) con
   return {.details = std::nullopt, .error = std::move(error)};
 }
 
-}  // namespace tq::platform
+}  // namespace tq

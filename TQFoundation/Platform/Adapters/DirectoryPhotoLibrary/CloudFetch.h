@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/CloudCache.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Fetches one original into the cache.
 class CloudFetch final : public NSURLSessionDownloadDelegate {
@@ -39,4 +39,4 @@ class CloudFetch final : public NSURLSessionDownloadDelegate {
   VideoProbe outcome_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

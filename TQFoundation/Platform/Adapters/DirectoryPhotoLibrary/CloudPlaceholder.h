@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Base/NSError.h"
 #include "TQFoundation/Platform/Base/URL.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What a placeholder file says: where the original is, or why it does not tell.
 struct CloudPlaceholder {
@@ -20,4 +20,4 @@ struct CloudPlaceholder {
 /// Callable from any thread.
 [[nodiscard]] CloudPlaceholder readCloudPlaceholder(const std::filesystem::path& file);
 
-}  // namespace tq::platform
+}  // namespace tq

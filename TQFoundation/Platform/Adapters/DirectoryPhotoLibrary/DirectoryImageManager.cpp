@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoRequest.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -76,4 +76,4 @@ const std::shared_ptr<PHImageManager>& PHImageManager::defaultManager() {
   return manager;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

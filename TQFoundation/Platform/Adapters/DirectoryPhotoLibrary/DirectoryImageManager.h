@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What a directory photo library may be told.
 struct DirectoryImageManagerOptions {
@@ -65,4 +65,4 @@ class TQ_API DirectoryImageManager : public PHImageManager {
   [[nodiscard]] virtual bool isFetched(const AVAsset& asset) const = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

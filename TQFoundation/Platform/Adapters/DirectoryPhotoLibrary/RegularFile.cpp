@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-namespace tq::platform {
+namespace tq {
 
 RegularFile::RegularFile(const std::filesystem::path& path)
     // Not to block: a FIFO would wait for a writer.
@@ -33,4 +33,4 @@ std::int64_t RegularFile::read(std::int64_t offset, void* bytes, std::size_t cou
   }
 }
 
-}  // namespace tq::platform
+}  // namespace tq

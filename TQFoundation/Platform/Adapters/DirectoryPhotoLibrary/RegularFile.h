@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/Base/NSError.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A regular file open for reading. Whatever else the path leads to (a folder, a FIFO, a device) is refused
 /// without waiting for it.
@@ -35,4 +35,4 @@ class RegularFile {
   std::optional<NSError> error_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -8,7 +8,7 @@
 
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The running requests by their ids, which are positive, start anew after the highest and pass over those in
 /// use.
@@ -48,4 +48,4 @@ class RequestTable {
   PHImageRequestID last_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

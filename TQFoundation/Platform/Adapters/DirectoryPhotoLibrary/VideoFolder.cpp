@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
@@ -141,4 +141,4 @@ std::string shownName(std::string_view identifier) {
   return identifier.size() > kLongestShownName ? name + "..." : name;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

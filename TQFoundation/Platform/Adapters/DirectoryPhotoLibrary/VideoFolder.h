@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/DirectoryImageManager.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Where a video of the folder lies.
 struct VideoLocation {
@@ -42,4 +42,4 @@ class VideoFolder {
 /// `identifier` as it can be shown to people: not too long, without control characters.
 [[nodiscard]] std::string shownName(std::string_view identifier);
 
-}  // namespace tq::platform
+}  // namespace tq

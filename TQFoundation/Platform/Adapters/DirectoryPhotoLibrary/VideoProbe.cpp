@@ -14,7 +14,7 @@ extern "C" {
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/RegularFile.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 // What cameras, editors and the web wrap videos in. Playlists (hls, dash, concat ...) make a reader open what
@@ -191,4 +191,4 @@ VideoProbe probeVideo(const std::filesystem::path& path, std::string_view name,
   return {.details = detailsOf(format, **found), .error = std::nullopt};
 }
 
-}  // namespace tq::platform
+}  // namespace tq

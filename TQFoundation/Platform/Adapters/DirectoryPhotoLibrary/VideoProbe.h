@@ -8,7 +8,7 @@
 #include "TQFoundation/Platform/Base/AVAsset.h"
 #include "TQFoundation/Platform/Base/NSError.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What a look into a file has shown: the details of a playable video, or why it is none.
 struct VideoProbe {
@@ -29,4 +29,4 @@ struct VideoProbe {
 [[nodiscard]] VideoProbe probeVideo(const std::filesystem::path& file, std::string_view name,
                                     const std::atomic<bool>& cancelled);
 
-}  // namespace tq::platform
+}  // namespace tq

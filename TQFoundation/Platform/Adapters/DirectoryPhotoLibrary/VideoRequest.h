@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What the requests of one library share.
 struct VideoStores {
@@ -61,4 +61,4 @@ class VideoRequest : public std::enable_shared_from_this<VideoRequest> {
   double fraction_ = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-namespace tq::platform {
+namespace tq {
 
 Epoll::Epoll() : descriptor_(::epoll_create1(EPOLL_CLOEXEC)) {}
 
@@ -21,4 +21,4 @@ bool Epoll::wait(int descriptor) const {
                      [descriptor](const epoll_event& event) { return event.data.fd == descriptor; });
 }
 
-}  // namespace tq::platform
+}  // namespace tq

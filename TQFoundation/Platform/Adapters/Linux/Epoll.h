@@ -4,7 +4,7 @@
 
 #include "TQFoundation/Platform/Base/Descriptor.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Sleeps until one of a few descriptors, which it does not own, is readable.
 ///
@@ -23,4 +23,4 @@ class Epoll {
   const Descriptor descriptor_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
@@ -73,4 +73,4 @@ const std::shared_ptr<const DeviceInfo>& DeviceInfo::shared() {
   return device;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -14,7 +14,7 @@
 #include <thread>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr std::size_t kMostThreads = 8;
@@ -131,4 +131,4 @@ std::optional<NameResolver::Question> NameResolver::next() {
   return question;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

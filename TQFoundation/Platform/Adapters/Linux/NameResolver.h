@@ -10,7 +10,7 @@
 
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkView.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// What a name stands for.
 struct ResolvedName {
@@ -54,4 +54,4 @@ class NameResolver {
   std::size_t idle_ = 0;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 // linux/if_arp.h has this one too, but not beside the C library's header of the interfaces.
@@ -69,4 +69,4 @@ std::optional<NetlinkLinks::Device> NetlinkLinks::deviceOf(std::uint32_t index, 
                             .isTransient = isPPP};
 }
 
-}  // namespace tq::platform
+}  // namespace tq

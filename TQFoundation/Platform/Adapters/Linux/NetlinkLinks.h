@@ -5,7 +5,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace tq::platform {
+namespace tq {
 
 /// What a way over an interface is like.
 struct NetlinkLink {
@@ -39,4 +39,4 @@ class NetlinkLinks {
   std::unordered_map<std::uint32_t, Device> devices_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -14,7 +14,7 @@
 
 #include "TQFoundation/Platform/Queues/LoopQueue.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 constexpr unsigned group(rtnetlink_groups number) {
@@ -188,4 +188,4 @@ void NetlinkMonitor::deliver(const std::vector<Delivery>& deliveries) {
     queue->asyncHereIfIdle([held = watcher] { held->deliver(); });
 }
 
-}  // namespace tq::platform
+}  // namespace tq

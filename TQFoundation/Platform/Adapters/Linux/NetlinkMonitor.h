@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkView.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Somebody who wants to know when the network may have changed.
 class NetlinkWatcher {
@@ -106,4 +106,4 @@ class NetlinkMonitor {
   std::map<const NetlinkWatcher*, std::weak_ptr<NetlinkWatcher>> watchers_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkReachability.h"
 #include "TQFoundation/Platform/Queues/TimerService.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 // A network that changes all the time is no reason to ask its servers all the time.
@@ -81,4 +81,4 @@ void NetlinkNamedReachability::adopt(ResolvedName resolved) {
   if (moment != Clock::time_point::max()) resolveAt(moment);
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 
 NetlinkReachability::NetlinkReachability(NetlinkMonitor& monitor, std::optional<NetworkAddresses> addresses)
     : monitor_(monitor) {
@@ -99,4 +99,4 @@ void NetlinkReachability::setAddresses(NetworkAddresses addresses) {
   monitor_.lookAgain(shared_from_this());
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -10,7 +10,7 @@
 #include "TQFoundation/Platform/Ports/ReachabilityRegistration.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// A target of which the kernel's tables tell. The flags that were seen last are kept for as long as the
 /// network is still.
@@ -78,4 +78,4 @@ class NetlinkNamedReachability final : public NetlinkReachability {
   std::chrono::seconds patience_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -3,7 +3,7 @@
 
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkReachability.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 // The same address in the one way that the kernel takes: an IPv4 address that dresses up as IPv6 (RFC
@@ -49,4 +49,4 @@ const std::shared_ptr<SCNetworkReachabilityProvider>& SCNetworkReachabilityProvi
   return provider;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 using NextHop = NetlinkRoute::NextHop;
@@ -106,4 +106,4 @@ std::optional<NetlinkRoute> readRouteAnswer(std::span<const std::byte> message,
   return std::nullopt;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -10,7 +10,7 @@
 
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The route that the kernel would take.
 struct NetlinkRoute {
@@ -43,4 +43,4 @@ using NetlinkRequest = std::span<std::byte>;
 [[nodiscard]] std::optional<NetlinkRoute> readRouteAnswer(std::span<const std::byte> message,
                                                           const NetlinkQuestion& question);
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 // Answers to questions that were given up may lie before the one that is waited for.
@@ -42,4 +42,4 @@ std::optional<NetlinkRoute> NetlinkRoutes::ask(const NetworkAddress& address, bo
   return std::nullopt;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkRouteMessage.h"
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkSocket.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// Asks the kernel which way it would take, which counts in all its tables and rules, and copies no table.
 ///
@@ -26,4 +26,4 @@ class NetlinkRoutes {
   alignas(nlmsghdr) std::array<std::byte, 32'768> answer_{};
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -6,7 +6,7 @@
 #include <array>
 #include <limits>
 
-namespace tq::platform {
+namespace tq {
 
 NetlinkSocket openNetlinkSocket(unsigned groups) {
   NetlinkSocket socket(mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC));
@@ -29,4 +29,4 @@ void waitForConfiguration(mnl_socket& socket) {
   static_cast<void>(::recv(descriptor, &byte, 1, MSG_DONTWAIT));
 }
 
-}  // namespace tq::platform
+}  // namespace tq

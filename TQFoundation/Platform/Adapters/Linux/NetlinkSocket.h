@@ -4,7 +4,7 @@
 
 #include <memory>
 
-namespace tq::platform {
+namespace tq {
 
 struct CloseNetlinkSocket {
   void operator()(mnl_socket* socket) const { mnl_socket_close(socket); }
@@ -22,4 +22,4 @@ using NetlinkSocket = std::unique_ptr<mnl_socket, CloseNetlinkSocket>;
 /// done.
 void waitForConfiguration(mnl_socket& socket);
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace tq::platform {
+namespace tq {
 
 // How the question for a default route is put: the way to two public addresses far apart, to which no packet
 // ever goes. Nobody asks for them in particular, so what matches them is what matches everything.
@@ -95,4 +95,4 @@ Flags NetlinkView::flagsOf(const NetlinkRoute& route) {
   return 0;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

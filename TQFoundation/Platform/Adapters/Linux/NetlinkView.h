@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkRoutes.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq::platform {
+namespace tq {
 
 /// The addresses of one target, the preferred one first. The all-zero address is the network as a whole.
 using NetworkAddresses = std::vector<NetworkAddress>;
@@ -42,4 +42,4 @@ class NetlinkView {
   NetlinkRoutes routes_;
 };
 
-}  // namespace tq::platform
+}  // namespace tq

@@ -2,7 +2,7 @@
 
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 class StatvfsVolumeInfo final : public VolumeInfo {
@@ -23,4 +23,4 @@ const std::shared_ptr<const VolumeInfo>& VolumeInfo::shared() {
   return volumes;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

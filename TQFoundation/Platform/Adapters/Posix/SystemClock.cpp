@@ -1,6 +1,6 @@
 #include "TQFoundation/Platform/Ports/Clock.h"
 
-namespace tq::platform {
+namespace tq {
 namespace {
 
 class SystemClock final : public Clock {
@@ -15,4 +15,4 @@ const std::shared_ptr<const Clock>& Clock::shared() {
   return clock;
 }
 
-}  // namespace tq::platform
+}  // namespace tq

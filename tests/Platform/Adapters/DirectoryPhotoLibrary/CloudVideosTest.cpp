@@ -10,7 +10,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using Then = Reply::Then;

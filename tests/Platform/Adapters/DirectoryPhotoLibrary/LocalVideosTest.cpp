@@ -11,7 +11,6 @@
 namespace tq::tests {
 namespace {
 
-using namespace platform;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
 

@@ -47,12 +47,12 @@ enum class TQShareObserverKeys { mediaSaved, mediaToSave, mediaToEdit, willMoveT
 inline constexpr std::array<std::string_view, 5> kShareObserverRawValues = {
     "mediaSaved", "mediaToSave", "mediaToEdit", "willMoveToStudioAfterSave", "fromVC"};
 
-/// The text of `key`. Callable from any thread.
+/// The text of `key`. Thread-safe.
 [[nodiscard]] constexpr std::string_view rawValue(TQShareObserverKeys key) {
   return kShareObserverRawValues[static_cast<std::size_t>(key)];
 }
 
-/// The key whose text is `rawValue`, character for character, or absent. Callable from any thread.
+/// The key whose text is `rawValue`, character for character, or absent. Thread-safe.
 [[nodiscard]] constexpr std::optional<TQShareObserverKeys> makeTQShareObserverKeys(
     std::string_view rawValue) {
   const auto found = std::find(kShareObserverRawValues.begin(), kShareObserverRawValues.end(), rawValue);

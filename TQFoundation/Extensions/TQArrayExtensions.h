@@ -93,7 +93,7 @@ std::vector<T> firstOnes(Range& items) {
 /// kept each time. What their hash, `==` or move throws is passed on, and `items` then holds what there was
 /// in no order.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 template <Hashable T, class Allocator>
 void removeDuplicates(std::vector<T, Allocator>& items) {
   std::size_t kept = 0;

@@ -50,7 +50,7 @@ namespace tq {
 
 /// The number of the current month in this calendar, 1 being the first; 0 where it has none.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] TQ_API std::int64_t month(const Calendar& calendar, const Clock& clock = *Clock::shared());
 
 }  // namespace tq

@@ -17,7 +17,7 @@ namespace tq {
 /// Days, weeks, months and years are civil: a day of 23 or 25 hours is one day. Where the calendar has no
 /// answer (a date that is none, or millions of years away), dates come back unchanged and numbers are 0.
 ///
-/// All are callable from any thread.
+/// All are thread-safe.
 
 /// The user's calendar as it was at the first use in this process. Later changes of the zone or the locale do
 /// not reach it. Never destroyed.

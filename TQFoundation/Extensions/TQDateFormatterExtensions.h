@@ -35,7 +35,7 @@ namespace tq {
 /// The formatter of days, "dd MMM, yyyy", and the one of months, "MMMM yyyy". Made on first use, never
 /// destroyed.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] TQ_API const DateFormatter& dayFormatter();
 [[nodiscard]] TQ_API const DateFormatter& monthFormatter();
 
@@ -43,7 +43,7 @@ namespace tq {
 /// month ("March 2024"), in the language of the application and the device's time zone of this moment. Empty
 /// for what is no date.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] TQ_API std::string libraryDayGroupFormatted(Date date);
 [[nodiscard]] TQ_API std::string libraryMonthGroupFormatted(Date date);
 

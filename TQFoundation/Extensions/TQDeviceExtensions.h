@@ -21,8 +21,7 @@ namespace tq {
 /// Texts follow the locale that the user has at the moment of the call; `NSByteCountFormatter` says
 /// how byte counts are written.
 ///
-/// Immutable after construction; share freely. Callable from any thread, as long as none changes the
-/// environment meanwhile.
+/// Immutable after construction; share freely. Thread-safe except against concurrent setenv().
 class TQ_API UIDevice {
  public:
   /// A device whose room `volumes` tells; all else is the same for every device.

@@ -109,13 +109,13 @@ inline constexpr std::array<std::string_view, 42> kModelRawValues = {
     "?unrecognized?",
 };
 
-/// The marketing name of `model`. Callable from any thread.
+/// The marketing name of `model`. Thread-safe.
 [[nodiscard]] constexpr std::string_view rawValue(Model model) {
   return kModelRawValues[static_cast<std::size_t>(model)];
 }
 
 /// The model whose marketing name is `rawValue`, character for character, or absent: "iPad Air" without its
-/// space is none. Callable from any thread.
+/// space is none. Thread-safe.
 [[nodiscard]] constexpr std::optional<Model> makeModel(std::string_view rawValue) {
   const auto found = std::find(kModelRawValues.begin(), kModelRawValues.end(), rawValue);
   if (found == kModelRawValues.end()) return std::nullopt;
@@ -123,7 +123,7 @@ inline constexpr std::array<std::string_view, 42> kModelRawValues = {
 }
 
 /// The model of a hardware identifier as the system reports it, such as "iPhone11,6": compared byte for byte,
-/// `unrecognized` where the table of 76 does not hold it. Callable from any thread.
+/// `unrecognized` where the table of 76 does not hold it. Thread-safe.
 [[nodiscard]] TQ_API Model modelOfHardware(std::string_view identifier);
 
 }  // namespace tq

@@ -27,7 +27,7 @@ namespace tq {
 /// A fraction is cut off. A negative duration has no hours however long it is. "--:--" for what is not a
 /// number, infinite or beyond the whole numbers of 64 bits.
 ///
-/// Callable from any thread, as long as none changes the environment meanwhile: that says what stands between
+/// Thread-safe except against concurrent setenv(): that says what stands between
 /// the fields, and which digits are written (see `DateComponentsFormatter`).
 [[nodiscard]] TQ_API std::string timeFormattedString(double seconds);
 [[nodiscard]] TQ_API std::string timeFormattedString(float seconds);

@@ -23,7 +23,7 @@ namespace tq {
 /// Every read looks at the disk anew, in one system call where the folder exists. A process that takes on the
 /// rights of another user after its first read may be told the former user's folders while it can see them.
 ///
-/// No operation reports to its caller. Callable from any thread and any number of processes, as long as no
+/// No operation reports to its caller. Thread-safe and any number of processes, as long as no
 /// thread changes the environment meanwhile.
 
 /// `NSTemporaryDirectory()`, which lies in `TMPDIR` or /var/tmp.

@@ -13,7 +13,7 @@ namespace tq {
 /// Hands each line unchanged to `Log::debug`, which shows it or not as the host has set it up.
 /// File, function and line are always this logger's own: a line is known by its text.
 ///
-/// Callable from any thread; the host's sink runs on the caller's.
+/// Thread-safe; the host's sink runs on the caller's.
 class TQ_API TQLogger {
  public:
   static void debug(std::string_view message);

@@ -48,7 +48,7 @@ inline constexpr std::string_view isRatingAttemptedInPopup = "IsRatingAttemptedI
 /// A key without an entry is its own text, so the key may be the sentence itself. `Bundle` says
 /// where the tables lie, how they are written and what becomes of a broken one.
 ///
-/// Callable from any thread. The first call of a program reads the main bundle's table.
+/// Thread-safe. The first call of a program reads the main bundle's table.
 [[nodiscard]] TQ_API std::string localized(std::string_view key, const Bundle& bundle = Bundle::main());
 
 }  // namespace tq

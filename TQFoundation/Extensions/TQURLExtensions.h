@@ -23,7 +23,7 @@ using QueryParameters = std::map<std::string, std::string, std::less<>>;
 /// escapes may bring in, says `URL::queryItems`; a URL with a broken escape cannot be parsed in the
 /// first place.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] TQ_API std::optional<QueryParameters> queryParameters(const URL& url);
 
 }  // namespace tq

@@ -84,7 +84,7 @@ struct TQAVAssetLoaderPorts {
 /// completion or failure and a cancel that meet exactly one is told. The photo library may go on for a moment
 /// after a cancel; its results are dropped.
 ///
-/// `startLoad`, `cancelLoad`, `delegate`, `downloadCancelled`: callable from any thread. All else: main queue
+/// `startLoad`, `cancelLoad`, `delegate`, `downloadCancelled`: thread-safe. All else: main queue
 /// only. The callbacks may release the loader; work under way keeps it alive until it has come to its end.
 class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
                                public std::enable_shared_from_this<TQAVAssetLoader> {

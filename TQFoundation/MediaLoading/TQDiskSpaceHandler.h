@@ -14,7 +14,7 @@ namespace tq {
 inline constexpr std::int64_t kMinDiskspace = 314'572'800;
 
 /// Bytes that this user can still write on the volume that holds the Documents folder (where that does not
-/// exist, its nearest existing parent); 0 when the system cannot tell. Callable from any thread.
+/// exist, its nearest existing parent); 0 when the system cannot tell. Thread-safe.
 [[nodiscard]] TQ_API std::uint64_t getTotalDiskSpaceInBytes(
     const VolumeInfo& volumes = *VolumeInfo::shared());
 
@@ -44,7 +44,7 @@ struct TQDiskSpaceHandlerPorts {
 ///
 /// Exactly the minimum is enough for the monitor and not enough for the questions.
 ///
-/// Not synchronised: one thread at a time. While monitoring, the timer keeps the handler alive; the delegate
+/// Not thread-safe: one thread at a time. While monitoring, the timer keeps the handler alive; the delegate
 /// is called on the thread of the timer's run loop, and may release the handler.
 class TQ_API TQDiskSpaceHandler : public std::enable_shared_from_this<TQDiskSpaceHandler> {
  public:

@@ -51,7 +51,7 @@ struct TQFileDownloaderPorts {
 /// One download at a time. Another one started meanwhile takes over the fields; the first goes on and calls
 /// back as well. A download in flight keeps its downloader alive.
 ///
-/// Callable from any thread. The callbacks run on the main queue, never inside the call that started the
+/// Thread-safe. The callbacks run on the main queue, never inside the call that started the
 /// work; they may release the downloader.
 class TQ_API TQFileDownloader : public NSURLSessionDownloadDelegate,
                                 public std::enable_shared_from_this<TQFileDownloader> {

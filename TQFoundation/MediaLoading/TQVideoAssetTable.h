@@ -17,7 +17,7 @@ namespace tq {
 /// Finding a video, and the next one without an asset, costs the same for ten videos as for a hundred
 /// thousand.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class TQ_API TQVideoAssetTable {
  public:
   struct Entry {

@@ -27,7 +27,7 @@ class TQ_API TQNetworkObserverDelegate {
 /// for as long as the delegate, which it does not hold, exists. Where the system does not tell of the network
 /// at all no report comes and the answer is no.
 ///
-/// Callable from any thread. The delegate is called on the main queue, never inside the call that made the
+/// Thread-safe. The delegate is called on the main queue, never inside the call that made the
 /// observer.
 class TQ_API TQNetworkObserver : public std::enable_shared_from_this<TQNetworkObserver> {
  public:

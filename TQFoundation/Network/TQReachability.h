@@ -74,7 +74,7 @@ struct TQReachabilityPorts {
 ///
 /// Reachable means that packets would leave, not that a server answers.
 ///
-/// Callable from any thread. Questions read the system's flags anew each time, once for each condition, and
+/// Thread-safe. Questions read the system's flags anew each time, once for each condition, and
 /// keep nothing. No lock is held while a handler runs; it may call back in, and may release this object. The
 /// last owner may let go on any thread; reports that are already on their way keep the object until they have
 /// run. A handler that holds the object keeps it alive: take it from the argument instead.

@@ -24,7 +24,7 @@ namespace tq {
 /// Messages may be added, replaced and removed at any time, from inside a message too: what is sent next
 /// finds the table as it is then. A message that takes itself away still runs to its end.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class TQ_API AAPLMessageTable {
  public:
   using Message = std::function<void()>;

@@ -76,7 +76,7 @@ class TQ_API AAPLStateMachineDelegate : public AAPLStateMachineTarget {
 /// The target is the delegate when there is one, else the machine itself: derive, and implement messages and
 /// `missingTransitionFromState` there.
 ///
-/// Not synchronised: one thread at a time, except that the table may be set from any. Everything happens
+/// Not thread-safe: one thread at a time, except that the table may be set from any. Everything happens
 /// inside the request; a message may make requests itself (one from a before-message is overruled by the
 /// outer one, one from an after-message stands), change any table, and release the machine or its target.
 class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,

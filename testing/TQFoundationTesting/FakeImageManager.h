@@ -32,7 +32,7 @@ struct FakeVideo {
 /// The handlers run on the queue it was made with: a `ManualQueue` gives each step to the test. Without one
 /// it is as fast as a serial queue can be.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API FakeImageManager final : public PHImageManager,
                                       public std::enable_shared_from_this<FakeImageManager> {
  public:

@@ -19,7 +19,7 @@ namespace tq::doubles {
 ///     network->waitForCallbacks();         // and now on `queue`
 ///     queue->run();
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API FakeReachability final : public SCNetworkReachabilityProvider {
  public:
   using Flags = SCNetworkReachabilityFlags;

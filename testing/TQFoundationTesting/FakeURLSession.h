@@ -33,7 +33,7 @@ struct FakeReply {
 /// A URL that was not added answers `NSURLErrorCannotFindHost`. The delegates are called on the queue it was
 /// made with: a `ManualQueue` gives each step to the test.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API FakeNetwork final : public std::enable_shared_from_this<FakeNetwork> {
  public:
   [[nodiscard]] static std::shared_ptr<FakeNetwork> make(

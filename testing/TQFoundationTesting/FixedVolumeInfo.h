@@ -12,7 +12,7 @@ namespace tq::doubles {
 ///     auto handler = TQDiskSpaceHandler::make({.volumes = volume});
 ///     volume->set(0);
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class FixedVolumeInfo final : public VolumeInfo {
  public:
   explicit FixedVolumeInfo(std::optional<std::uint64_t> freeBytes) { set(freeBytes); }

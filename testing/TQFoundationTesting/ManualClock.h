@@ -9,7 +9,7 @@ namespace tq::doubles {
 ///     ManualClock clock(std::chrono::sys_days{2024y / 2 / 29});
 ///     EXPECT_EQ(numberOfDaysInCurrentMonth(clock), 29);
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class ManualClock final : public Clock {
  public:
   explicit ManualClock(Date now) : now_(now) {}

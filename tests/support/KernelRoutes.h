@@ -18,7 +18,7 @@ bool shell(const std::string& command);
 
 /// Adds and removes IPv4 routes within microseconds.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class KernelRoutes {
  public:
   using Address = std::array<std::uint8_t, 4>;

@@ -47,7 +47,7 @@ struct Reply {
 /// It keeps connections open, serves each on a thread of its own, and answers 404 to a path it does not know.
 /// A query is not part of the path. The destructor ends every connection, stalled ones as well.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class LoopbackServer {
  public:
   LoopbackServer();

@@ -21,7 +21,7 @@ namespace tq {
 /// collide make it slow, never endless. Bits of the hash beside each position spare nearly all needless
 /// comparisons.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 template <class Position>
 class FirstOccurrences {
  public:

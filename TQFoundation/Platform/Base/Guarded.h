@@ -1,8 +1,9 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <utility>
+
+#include "TQFoundation/Platform/Base/Mutex.h"
 
 namespace tq {
 
@@ -12,7 +13,7 @@ namespace tq {
 ///     current.set(request);                          // on the thread that starts it
 ///     if (auto running = current.get()) running->cancel();   // on any other
 ///
-/// Callable from any thread. The old value is destroyed after the lock is released, so its destructor may
+/// Thread-safe. The old value is destroyed after the lock is released, so its destructor may
 /// call back in.
 template <class T>
 class Guarded {
@@ -20,31 +21,31 @@ class Guarded {
   Guarded() = default;
   explicit Guarded(T value) : value_(std::move(value)) {}
 
-  /// A copy of the present value.
+  /// Returns a copy of the present value.
   [[nodiscard]] T get() const {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     return value_;
   }
 
   /// Replaces the value.
   void set(T value) { static_cast<void>(exchange(std::move(value))); }
 
-  /// Replaces the value and answers the old one.
+  /// Replaces the value and returns the old one.
   [[nodiscard]] T exchange(T value) {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     std::swap(value_, value);
     return value;
   }
 
  private:
-  mutable std::mutex mutex_;
-  T value_{};
+  mutable Mutex mutex_;
+  T value_ TQ_GUARDED_BY(mutex_){};
 };
 
 /// A delegate: somebody who is told, and never kept alive by being told.
 ///
-/// `get()` answers the delegate for the length of one call, or null when it is gone or was never set.
-/// Callable from any thread.
+/// `get()` returns the delegate for the length of one call, or null when it is gone or was never set.
+/// Thread-safe.
 template <class Protocol>
 class WeakDelegate {
  public:

@@ -17,7 +17,7 @@ namespace tq {
 /// A thread as a rule gets the copy that it had the last time, for the price of two atomic operations; where
 /// there is none it gets a fresh one. What a borrower sets stays set: each sets all that it relies on.
 ///
-/// Callable from any thread; loans must end before this does.
+/// Thread-safe; loans must end before this does.
 template <class T>
 class WorkingCopies {
  public:

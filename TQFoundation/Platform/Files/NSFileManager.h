@@ -11,7 +11,7 @@ namespace tq {
 /// Operations on files that keep the house rule: nothing of the user's is overwritten, and a file appears
 /// under its final name complete or not at all.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API NSFileManager {
  public:
   /// Moves the file `from` to `to`, or answers why not; `from` is then still there.

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "TQFoundation/Platform/Base/Descriptor.h"
+#include "TQFoundation/Platform/Base/FileDescriptor.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 
 namespace tq {
@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 constexpr std::size_t kOpenLevels = 16;
 constexpr const char* kAttempt = "cannot remove";
 
-Descriptor openFolder(int above, const char* name, int mode) {
-  return Descriptor(::openat(above, name, mode | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+FileDescriptor openFolder(int above, const char* name, int mode) {
+  return FileDescriptor(::openat(above, name, mode | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 // Which folder it is, whatever it is called.
@@ -47,7 +47,7 @@ bool isMountPoint([[maybe_unused]] int folder) {
   return false;
 }
 
-Identity identityOf(const Descriptor& folder) {
+Identity identityOf(const FileDescriptor& folder) {
   struct stat info {};
   if (!folder.isOpen() || ::fstat(folder.number(), &info) != 0) return {};
   return {.device = info.st_dev, .file = info.st_ino};
@@ -62,7 +62,8 @@ bool isFolder(int above, const char* name) {
 class TreeRemoval {
  public:
   // Removes `name`, a folder, out of `holder`, which people know by the path `holderPath`.
-  TreeRemoval(Descriptor holder, fs::path holderPath, std::string name) : holderPath_(std::move(holderPath)) {
+  TreeRemoval(FileDescriptor holder, fs::path holderPath, std::string name)
+      : holderPath_(std::move(holderPath)) {
     const Identity identity = identityOf(holder);
     levels_.push_back({.name = {}, .identity = identity, .folder = std::move(holder), .folders = {}});
     levels_.back().folders.push_back(std::move(name));
@@ -86,7 +87,7 @@ class TreeRemoval {
   struct Level {
     std::string name;  // in the level above
     Identity identity;
-    Descriptor folder;                 // closed while it is far above
+    FileDescriptor folder;             // closed while it is far above
     std::vector<std::string> folders;  // in it, and still to be removed
   };
 
@@ -101,13 +102,13 @@ class TreeRemoval {
   }
 
   void enter(const std::string& name) {
-    Descriptor folder = openFolder(here(), name.c_str(), O_RDONLY);
+    FileDescriptor folder = openFolder(here(), name.c_str(), O_RDONLY);
     if (!folder.isOpen()) return removeUnentered(name, errno);
     const Identity identity = identityOf(folder);
     if (identity.device != levels_.back().identity.device || isMountPoint(folder.number()))
       return removeUnentered(name, EBUSY);
     levels_.push_back({.name = name, .identity = identity, .folder = std::move(folder), .folders = {}});
-    if (levels_.size() > kOpenLevels) levels_[levels_.size() - 1 - kOpenLevels].folder = Descriptor();
+    if (levels_.size() > kOpenLevels) levels_[levels_.size() - 1 - kOpenLevels].folder = FileDescriptor();
     emptyOfFiles();
   }
 
@@ -165,9 +166,9 @@ class TreeRemoval {
     if (errno != ENOTDIR || ::unlinkat(here(), name, 0) != 0) note(errno, done.name);
   }
 
-  static bool reopen(Level& level, const Descriptor& below) {
+  static bool reopen(Level& level, const FileDescriptor& below) {
     if (level.folder.isOpen()) return true;
-    Descriptor above = openFolder(below.number(), "..", O_PATH);
+    FileDescriptor above = openFolder(below.number(), "..", O_PATH);
     if (!above.isOpen() || !(identityOf(above) == level.identity)) return false;
     level.folder = std::move(above);
     return true;
@@ -186,7 +187,7 @@ std::optional<NSError> NSFileManager::removeItem(const fs::path& path) {
   const std::string name = item.filename().string();
   if (name.empty() || name == "." || name == "..") return fileWriteError(EINVAL, path, kAttempt);
   const fs::path holderPath = item.has_parent_path() ? item.parent_path() : ".";
-  Descriptor holder(::open(holderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor holder(::open(holderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!holder.isOpen()) return fileWriteError(errno, path, kAttempt);
   if (!isFolder(holder.number(), name.c_str())) {
     if (::unlinkat(holder.number(), name.c_str(), 0) == 0) return std::nullopt;

@@ -14,8 +14,7 @@ namespace tq {
 ///
 /// What lies in a folder of many programs bears the name of this one, `applicationName()`.
 ///
-/// Each call looks at the environment and the disk anew. Callable from any thread, as long as none changes
-/// the environment meanwhile.
+/// Each call looks at the environment and the disk anew. Thread-safe except against concurrent setenv().
 
 /// The folder for files that nobody will miss: one per user and program, `NAME-UID` in `TMPDIR` (where
 /// that is not an absolute path of a folder, in /var/tmp).

@@ -13,7 +13,7 @@ namespace tq {
 /// Bytes that an unprivileged user can still write in `folder`, or where that does not exist, in its nearest
 /// existing parent; 0 when the system cannot tell.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] inline std::uint64_t freeBytesAtNearestFolder(const std::filesystem::path& folder,
                                                             const VolumeInfo& volumes) {
   const auto free = volumes.freeBytes(folder);

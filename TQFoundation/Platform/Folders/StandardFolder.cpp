@@ -78,7 +78,7 @@ void StandardFolder::remember(const fs::path& path, std::uint64_t device, std::u
   const auto [first, second] = environmentOf(in_);
   Known known{.environment = {std::string(first), std::string(second)},
               .path = path,
-              .base = Descriptor(::open(above.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+              .base = FileDescriptor(::open(above.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
               .within = above.filename() / path.filename(),
               .device = device,
               .file = file,

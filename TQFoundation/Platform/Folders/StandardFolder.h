@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "TQFoundation/Platform/Base/Descriptor.h"
+#include "TQFoundation/Platform/Base/FileDescriptor.h"
 #include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/Platform/Base/NSError.h"
 
@@ -20,7 +20,7 @@ namespace tq {
 ///     const auto found = medias.find();
 ///     if (found.state != StandardFolder::State::ours) return fallBack();
 ///
-/// Callable from any thread, as long as none changes the environment meanwhile.
+/// Thread-safe except against concurrent setenv().
 class StandardFolder {
  public:
   enum class In { temporaryDirectory, applicationSupport };
@@ -57,8 +57,8 @@ class StandardFolder {
   struct Known {
     std::string environment[2];
     std::filesystem::path path;
-    Descriptor base;     // of the folder two levels above
-    std::string within;  // the way from there
+    FileDescriptor base;  // of the folder two levels above
+    std::string within;   // the way from there
     std::uint64_t device = 0;
     std::uint64_t file = 0;
     std::uint32_t owner = 0;

@@ -21,7 +21,7 @@ namespace tq {
 /// digits are those of that locale: `Locale::current()` of each call. It costs next to nothing to make one of
 /// these and to write with it.
 ///
-/// Not synchronised: one thread at a time; each thread makes its own.
+/// Not thread-safe: one thread at a time; each thread makes its own.
 class TQ_API DateComponentsFormatter {
  public:
   /// How a field is written that is short or zero.
@@ -42,7 +42,7 @@ class TQ_API DateComponentsFormatter {
   /// The text of a duration in seconds. "--:--" for what is not a number, infinite or beyond the whole
   /// numbers of 64 bits; empty where no unit is allowed.
   ///
-  /// Callable from any thread, as long as none changes the environment meanwhile.
+  /// Thread-safe except against concurrent setenv().
   [[nodiscard]] std::string string(double from) const;
 };
 

@@ -19,7 +19,7 @@ struct DurationStyle {
   /// That of the environment at the moment of the call. It belongs to the calling thread, until its next
   /// call.
   ///
-  /// Callable from any thread, as long as none changes the environment meanwhile.
+  /// Thread-safe except against concurrent setenv().
   [[nodiscard]] static const DurationStyle& current();
 };
 

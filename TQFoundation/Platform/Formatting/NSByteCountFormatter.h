@@ -47,7 +47,7 @@ enum NSByteCountFormatterCountStyle {
 /// Negative counts keep their sign, unless they are rounded to 0. Digits, their groups, the decimal mark and
 /// the sign are the locale's; the units are KB, MB, GB, TB, PB and EB in every language, "byte" and "bytes".
 ///
-/// Not synchronised: one thread at a time. Asking for texts alone is callable from any thread.
+/// Not thread-safe: one thread at a time. Asking for texts alone is thread-safe.
 class TQ_API NSByteCountFormatter {
  public:
   /// In the locale that the user has now.
@@ -69,7 +69,7 @@ class TQ_API NSByteCountFormatter {
 
   [[nodiscard]] std::string stringFromByteCount(std::int64_t byteCount) const;
 
-  /// What a formatter with that style, set to nothing else, answers. Callable from any thread.
+  /// What a formatter with that style, set to nothing else, answers. Thread-safe.
   [[nodiscard]] static std::string stringFromByteCount(std::int64_t byteCount,
                                                        NSByteCountFormatterCountStyle countStyle);
 

@@ -29,7 +29,7 @@ struct NumberMarks {
   /// Those of the environment at the moment of the call. They belong to the calling thread, until its next
   /// call.
   ///
-  /// Callable from any thread, as long as none changes the environment meanwhile.
+  /// Thread-safe except against concurrent setenv().
   [[nodiscard]] static const NumberMarks& current();
 };
 

@@ -55,7 +55,7 @@ class TQ_API Bundle {
   /// The languages that the environment asks for, best first: those of `LANGUAGE`, then the first that is set
   /// of `LC_ALL`, `LC_MESSAGES` and `LANG`. "C" and "POSIX" ask for none.
   ///
-  /// Callable from any thread, as long as none changes the environment meanwhile.
+  /// Thread-safe except against concurrent setenv().
   [[nodiscard]] static std::vector<std::string> preferredLanguages();
 
   /// The languages of this bundle that suit who wants `languages`, the best match first; "en" where there is

@@ -13,7 +13,7 @@ namespace tq {
 /// removed and set again to the very same values, the locale's among them; text overwritten in place) is
 /// noticed after some calls.
 ///
-/// Not synchronised: one thread at a time; none may change the environment meanwhile.
+/// Not thread-safe: one thread at a time; none may change the environment meanwhile.
 class EnvironmentLook {
  public:
   /// Never before the first look.

@@ -35,7 +35,7 @@ class TQ_API Locale {
   /// "ca_ES@valencia" is "ca_ES_VALENCIA", "en_US.UTF-8@calendar=hebrew" keeps its keyword, and "C" as well
   /// as nothing at all is "en_US_POSIX".
   ///
-  /// Callable from any thread, as long as none changes the environment meanwhile.
+  /// Thread-safe except against concurrent setenv().
   [[nodiscard]] static Locale current();
 
   friend bool operator==(const Locale&, const Locale&) = default;

@@ -9,7 +9,7 @@ namespace tq {
 /// The name by which the environment calls the user's locale for dates, as it stands there; empty where there
 /// is none. It points into the environment: to be used at once.
 ///
-/// Callable from any thread, as long as none changes the environment meanwhile.
+/// Thread-safe except against concurrent setenv().
 [[nodiscard]] inline std::string_view userLocaleName() {
   for (const char* const variable : {"LC_ALL", "LC_TIME", "LANG"}) {
     const auto value = environmentVariable(variable).value_or("");

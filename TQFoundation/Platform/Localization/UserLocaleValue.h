@@ -12,7 +12,7 @@ namespace tq {
 ///
 ///     const NumberMarks& marks = userLocaleValue<NumberMarks, &numberMarks>();
 ///
-/// Callable from any thread, as long as none changes the environment meanwhile.
+/// Thread-safe except against concurrent setenv().
 template <class T, T (*make)(const Locale&)>
 [[nodiscard]] const T& userLocaleValue() {
   // So a thread may come here until its very end.

@@ -29,7 +29,7 @@ struct LogLine {
 ///
 /// Until a host sets one, lines go to standard error as "FILE:LINE FUNCTION: MESSAGE".
 ///
-/// Callable from any thread. The sink runs on the caller's thread, with no lock held, so it may be called by
+/// Thread-safe. The sink runs on the caller's thread, with no lock held, so it may be called by
 /// several threads at once and may log itself.
 class TQ_API Log {
  public:

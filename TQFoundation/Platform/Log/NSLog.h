@@ -13,7 +13,7 @@ namespace tq {
 ///
 /// Until a host sets a sink, that is standard error and syslog (facility "user", level "notice").
 ///
-/// Callable from any thread; the sink runs on the caller's, with no lock held.
+/// Thread-safe; the sink runs on the caller's, with no lock held.
 TQ_API void NSLog(std::string_view line);
 
 /// Where lines go.

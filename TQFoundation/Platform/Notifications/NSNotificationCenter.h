@@ -25,7 +25,7 @@ namespace tq {
 /// there when it began: one that is added meanwhile hears of the next post, also of one that a handler makes.
 /// Two posts from two threads are delivered side by side, so a handler may run on both at once.
 ///
-/// Callable from any thread. No lock is held while a handler runs; it may call back in, and may release this
+/// Thread-safe. No lock is held while a handler runs; it may call back in, and may release this
 /// object, which then tells nobody else. A handler must not throw: nobody is there to catch, and the program
 /// ends.
 ///

@@ -13,7 +13,7 @@ namespace tq {
 ///
 /// It is the wall clock: somebody may set it, so two readings do not tell how much time has passed.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API Clock {
  public:
   virtual ~Clock() = default;

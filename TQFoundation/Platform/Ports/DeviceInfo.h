@@ -15,7 +15,7 @@ namespace tq {
 /// Both texts come from the system as they are: to be checked before they are shown or used as names. Neither
 /// promises that a feature is there.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API DeviceInfo {
  public:
   virtual ~DeviceInfo() = default;

@@ -37,7 +37,7 @@ struct NSURLSessionConfiguration {
 
 /// One transfer of a URL into a temporary file.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API NSURLSessionDownloadTask {
  public:
   virtual ~NSURLSessionDownloadTask() = default;
@@ -90,7 +90,7 @@ class TQ_API NSURLSessionDownloadDelegate {
 ///   error of `NSCocoaErrorDomain`.
 /// - Errors carry a sentence for people.
 ///
-/// Callable from any thread. No lock is held while a callback runs; it may call back in, and may release the
+/// Thread-safe. No lock is held while a callback runs; it may call back in, and may release the
 /// session and its tasks.
 class TQ_API NSURLSession {
  public:

@@ -68,7 +68,7 @@ struct PHVideoRequestOptions {
 ///   request, and are let go of once the result has been delivered.
 /// - A cancelled request ends soon, with null and `info.cancelled`, unless its result was already on its way.
 ///
-/// Callable from any thread. No lock is held while a callback runs; it may call back in.
+/// Thread-safe. No lock is held while a callback runs; it may call back in.
 class TQ_API PHImageManager {
  public:
   using ResultHandler = std::function<void(std::shared_ptr<AVAsset> asset, const PHImageInfo& info)>;

@@ -76,7 +76,7 @@ struct NetworkAddress {
 /// "Reachable" says that the system knows a way on which a packet would leave; it does not say that anybody
 /// answers.
 ///
-/// Callable from any thread. No lock is held while a callback runs; it may call back in, and may let go of
+/// Thread-safe. No lock is held while a callback runs; it may call back in, and may let go of
 /// the target.
 class TQ_API SCNetworkReachability {
  public:
@@ -101,7 +101,7 @@ class TQ_API SCNetworkReachability {
 
 /// Makes targets to watch.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API SCNetworkReachabilityProvider {
  public:
   virtual ~SCNetworkReachabilityProvider() = default;

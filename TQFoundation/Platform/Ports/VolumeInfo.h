@@ -17,7 +17,7 @@ namespace tq {
 /// A free figure is a snapshot: another process may use the room before the caller does. Nobody may
 /// conclude from it that a later write succeeds.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API VolumeInfo {
  public:
   virtual ~VolumeInfo() = default;

@@ -23,7 +23,7 @@ class LoopQueue;
 /// everything the one before it did. Global queues run theirs side by side. A serial queue lives until its
 /// last task has run, whoever holds it.
 ///
-/// Callable from any thread. No lock is held while a task runs.
+/// Thread-safe. No lock is held while a task runs.
 class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   enum class Priority { normal, high };

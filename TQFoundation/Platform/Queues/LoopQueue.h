@@ -30,7 +30,7 @@ namespace tq {
 /// One thread at a time may run or drain it; that thread is the queue's thread from then on. A task may run
 /// or drain the queue again: the tasks behind it then run inside that call.
 ///
-/// `async`, `sync`, `after`, `schedule`, `stop`: callable from any thread.
+/// `async`, `sync`, `after`, `schedule`, `stop`: thread-safe.
 class TQ_API LoopQueue final : public DispatchQueue, public RunLoop {
  public:
   /// A queue whose thread is `thread` until another one runs or drains it.

@@ -10,7 +10,7 @@ namespace tq {
 
 /// A timer that a run loop fires.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API Timer {
  public:
   virtual ~Timer() = default;
@@ -32,7 +32,7 @@ class TQ_API Timer {
 /// The timer, and with it whatever its task holds, lives until it is invalidated or, when it does not repeat,
 /// has fired. A loop that nobody runs fires nothing.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API RunLoop {
  public:
   enum class Repeats : bool { no, yes };

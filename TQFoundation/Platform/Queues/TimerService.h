@@ -9,7 +9,7 @@ namespace tq {
 
 /// Calls back at a moment, on a thread of its own that does nothing else; callers hop off it at once.
 ///
-/// Callable from any thread. The thread starts with the first call and is never ended.
+/// Thread-safe. The thread starts with the first call and is never ended.
 class TimerService {
  public:
   using Clock = std::chrono::steady_clock;

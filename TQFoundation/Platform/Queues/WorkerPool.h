@@ -17,7 +17,7 @@ namespace tq {
 /// tasks that block (in `sync`, in a read) cannot starve the ones they wait for. A thread without work ends
 /// after `kIdleLife`.
 ///
-/// Callable from any thread. Never destroyed.
+/// Thread-safe. Never destroyed.
 class WorkerPool {
  public:
   static constexpr std::size_t kMaxThreads = 64;

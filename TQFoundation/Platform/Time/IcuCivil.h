@@ -15,7 +15,7 @@ using CivilDay = std::int64_t;
 
 /// A calendar system's rules for days, apart from any time zone.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class IcuCivil {
  public:
   /// The farthest days that ICU counts.

@@ -43,8 +43,7 @@ class TQ_API TimeZone {
   ///   there is one.
   /// - UTC.
   ///
-  /// `TZDIR` names another zone database. Callable from any thread, as long as none changes the environment
-  /// meanwhile.
+  /// `TZDIR` names another zone database. Thread-safe except against concurrent setenv().
   [[nodiscard]] static TimeZone current();
 
   /// The same for whoever asks time and again: a change of `TZ` shows at once, another change within a second

@@ -15,7 +15,7 @@ namespace tq {
 /// Runs the transfers of all sessions side by side on one background thread, and keeps their connections for
 /// the next ones. Without transfers it occupies no thread.
 ///
-/// `start` and `cancel`: callable from any thread. Never destroyed.
+/// `start` and `cancel`: thread-safe. Never destroyed.
 class CurlEngine {
  public:
   static CurlEngine& shared();

@@ -21,7 +21,7 @@ struct CloudOriginal {
 /// The folder of the originals fetched so far. Several libraries and processes may share one: what comes in
 /// is whole and playable, and stays until somebody finds it damaged.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class CloudCache {
  public:
   /// A cache in `folder` for the originals of the video folder `library`.

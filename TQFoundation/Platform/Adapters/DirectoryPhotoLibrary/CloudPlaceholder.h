@@ -17,7 +17,7 @@ struct CloudPlaceholder {
 /// Reads the placeholder `file`: the URL of its first line, which is http or https. Blanks around the URL, a
 /// carriage return and a byte order mark are passed over; of the file no more than 8 KiB is read.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] CloudPlaceholder readCloudPlaceholder(const std::filesystem::path& file);
 
 }  // namespace tq

@@ -50,7 +50,7 @@ struct DirectoryListing {
 /// Names that begin with a dot are no videos, nor is what only a link to a folder leads to. Nothing in the
 /// folder is ever written.
 ///
-/// Callable from any thread. The handlers run on a background queue, never inside the call that started the
+/// Thread-safe. The handlers run on a background queue, never inside the call that started the
 /// request; a request under way keeps the library alive.
 class TQ_API DirectoryImageManager : public PHImageManager {
  public:

@@ -12,7 +12,7 @@ namespace tq {
 /// A regular file open for reading. Whatever else the path leads to (a folder, a FIFO, a device) is refused
 /// without waiting for it.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class RegularFile {
  public:
   explicit RegularFile(const std::filesystem::path& path);

@@ -13,7 +13,7 @@ namespace tq {
 /// The running requests by their ids, which are positive, start anew after the highest and pass over those in
 /// use.
 ///
-/// Callable from any thread. Requests are destroyed with no lock held.
+/// Thread-safe. Requests are destroyed with no lock held.
 template <class Request>
 class RequestTable {
  public:

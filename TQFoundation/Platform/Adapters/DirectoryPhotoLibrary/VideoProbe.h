@@ -25,7 +25,7 @@ struct VideoProbe {
 /// The file is hostile: only its bytes decide which container it is, only the common containers are read, and
 /// nothing in it can have another file or the network opened.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 [[nodiscard]] VideoProbe probeVideo(const std::filesystem::path& file, std::string_view name,
                                     const std::atomic<bool>& cancelled);
 

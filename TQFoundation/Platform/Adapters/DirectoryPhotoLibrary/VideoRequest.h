@@ -23,7 +23,7 @@ struct VideoStores {
 
 /// One request for the asset of a video, on a serial queue of its own.
 ///
-/// `cancel`: callable from any thread.
+/// `cancel`: thread-safe.
 class VideoRequest : public std::enable_shared_from_this<VideoRequest> {
  public:
   VideoRequest(std::shared_ptr<const VideoStores> stores, std::shared_ptr<const PHAsset> video,

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 
-#include "TQFoundation/Platform/Base/Descriptor.h"
+#include "TQFoundation/Platform/Base/FileDescriptor.h"
 
 namespace tq {
 
 /// Sleeps until one of a few descriptors, which it does not own, is readable.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class Epoll {
  public:
   Epoll();
@@ -20,7 +20,7 @@ class Epoll {
   [[nodiscard]] bool wait(int descriptor) const;
 
  private:
-  const Descriptor descriptor_;
+  const FileDescriptor descriptor_;
 };
 
 }  // namespace tq

@@ -9,7 +9,7 @@ namespace tq {
 
 /// What `uname` and the distribution's os-release file say, see os-release(5).
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class TQ_API LinuxDeviceInfo final : public DeviceInfo {
  public:
   /// The second file counts only where the first cannot be read.

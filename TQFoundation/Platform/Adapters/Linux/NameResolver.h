@@ -27,7 +27,7 @@ struct ResolvedName {
 /// Resolves names on threads of its own, a few: a resolver whose servers are silent blocks its thread for
 /// many seconds, and nothing can interrupt it. Further names wait in line. A thread with nothing to do ends.
 ///
-/// Callable from any thread. The handlers run on those threads.
+/// Thread-safe. The handlers run on those threads.
 class NameResolver {
  public:
   using Handler = std::function<void(ResolvedName)>;

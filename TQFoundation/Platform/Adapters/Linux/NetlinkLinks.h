@@ -17,7 +17,7 @@ struct NetlinkLink {
 /// Answers what the interfaces are like. The state is asked for anew each time; it takes no lock in the
 /// kernel that a busy configuration could hold.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class NetlinkLinks {
  public:
   /// Asks through `socket`, which it does not own, and so about the socket's own network namespace.

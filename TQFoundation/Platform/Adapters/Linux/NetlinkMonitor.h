@@ -34,7 +34,7 @@ class NetlinkWatcher {
 /// What it says is never believed: a link that goes down takes its IPv4 routes with it without
 /// a word about them, and a message may be lost or forged. That something was said is reason enough to look.
 ///
-/// Callable from any thread. A thread of its own listens, and does not run callbacks other than brief ones.
+/// Thread-safe. A thread of its own listens, and does not run callbacks other than brief ones.
 /// While the main queue is run as a loop and has nothing to do, its thread listens instead: what is to be
 /// told there needs no second thread to be woken, which costs more than all the rest.
 class NetlinkMonitor {

@@ -10,7 +10,7 @@ namespace tq {
 
 /// Asks the kernel which way it would take, which counts in all its tables and rules, and copies no table.
 ///
-/// Not synchronised: one thread at a time.
+/// Not thread-safe: one thread at a time.
 class NetlinkRoutes {
  public:
   explicit NetlinkRoutes(NetlinkSocket socket) : socket_(std::move(socket)) {}

@@ -16,7 +16,7 @@ using NetworkAddresses = std::vector<NetworkAddress>;
 
 /// Looks at the kernel's tables and answers in flags. Keeps none of it.
 ///
-/// Callable from any thread.
+/// Thread-safe.
 class NetlinkView {
  public:
   using Flags = SCNetworkReachabilityFlags;

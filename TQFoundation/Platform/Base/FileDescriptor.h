@@ -5,12 +5,12 @@
 namespace tq {
 
 /// A file descriptor that is closed when this is destroyed; -1 is none.
-class Descriptor {
+class FileDescriptor {
  public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
+  explicit FileDescriptor(int number = -1) : number_(number) {}
+  ~FileDescriptor();
+  FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
     std::swap(number_, other.number_);
     return *this;
   }

@@ -1,10 +1,10 @@
-#include "TQFoundation/Platform/Base/Descriptor.h"
+#include "TQFoundation/Platform/Base/FileDescriptor.h"
 
 #include <unistd.h>
 
 namespace tq {
 
-Descriptor::~Descriptor() {
+FileDescriptor::~FileDescriptor() {
   if (number_ >= 0) ::close(number_);
 }
 

@@ -117,9 +117,6 @@ class Delegate final : public TQNetworkObserverDelegate {
   const std::function<void()> heard_;
 };
 
-enum class Listener { mainThread, ownThread };
-
-template <Listener kListener>
 double hearOurs() {
   Changes changes;
   const auto& main = DispatchQueue::main();
@@ -128,7 +125,6 @@ double hearOurs() {
     changes.hear();
   });
   const auto observer = TQNetworkObserver::initWithDelegate(delegate);
-  if (kListener == Listener::ownThread) main->setSleep({});
   main->run();
   double result = -1;
   std::thread changer([&] {
@@ -224,27 +220,18 @@ std::function<double()> unreachable(double (*measure)()) {
 }
 
 void printFigures() {
-  constexpr const char* kOwnThread = "a thread of its own";
-  std::map<std::string, std::function<double()>> listeners{
-      {std::string(kOurs), unreachable(&hearOurs<Listener::mainThread>)},
-      {kOwnThread, unreachable(&hearOurs<Listener::ownThread>)},
-      {std::string(kLimit), unreachable(&hearBare)}};
+  std::map<std::string, std::function<double()>> listeners{{std::string(kOurs), unreachable(&hearOurs)},
+                                                           {std::string(kLimit), unreachable(&hearBare)}};
 #if TQ_PEER_GIO
   listeners.emplace("GLib", unreachable(&hearGLib));
 #else
   printLeftOut(kArea, "GLib");
 #endif
-  auto heard = interleaved(kRounds, listeners);
-  const Samples lent{{std::string(kOurs), heard[std::string(kOurs)]}, *heard.find(kOwnThread)};
-  heard.erase(kOwnThread);
+  const auto heard = interleaved(kRounds, listeners);
   print(kArea, {.work = "a route changes, until the main queue hears (limit: a bare listener)",
                 .unit = "us",
                 .samples = heard,
                 .target = 0.6});
-  print(kArea, {.work = "the same, where the main thread listens while it rests",
-                .unit = "us",
-                .samples = lent,
-                .target = 1.0});
   auto questions = interleaved(
       kRounds,
       {{"flags", reachable(&readFlags)}, {"observer", reachable(&askObserver)}, {"peek", reachable(&peek)}});

@@ -6,7 +6,6 @@ set(TQ_ADAPTER_SOURCES
   Platform/Adapters/Curl/CurlEngine.cpp
   Platform/Adapters/Curl/CurlTransfer.cpp
   Platform/Adapters/Curl/CurlURLSession.cpp
-  Platform/Adapters/Linux/Epoll.cpp
   Platform/Adapters/Linux/LinuxDeviceInfo.cpp
   Platform/Adapters/Linux/NameResolver.cpp
   Platform/Adapters/Linux/NetlinkLinks.cpp

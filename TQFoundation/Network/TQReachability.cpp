@@ -82,7 +82,7 @@ TQReachability::TQReachability(SCNetworkReachabilityRef reachabilityRef, bool us
       usingHostname_(usingHostname),
       isRunningOnDevice_(ports.isRunningOnDevice),
       mainQueue_(std::move(ports.mainQueue)),
-      reachabilitySerialQueue_(DispatchQueue::serial(DispatchQueue::Tasks::brief)),
+      reachabilitySerialQueue_(DispatchQueue::serial()),
       notificationCenter_(NSNotificationCenter::defaultCenter()) {}
 
 TQReachability::~TQReachability() {

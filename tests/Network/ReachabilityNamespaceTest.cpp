@@ -48,7 +48,41 @@ TEST_F(ReachabilityNamespace, AThousandFlapsAreSeenAtOnceAndToldInTurn) {
   for (std::size_t i = 0; i < heard.size(); ++i) EXPECT_EQ(heard[i], i % 2 == 0 ? kReachable : kNone) << i;
 }
 
-// Keeps a queue of brief tasks, and with it the thread that listens, from going on.
+// A host's queue that keeps the thread which hands it a task from going on.
+struct BlockingQueue final : DispatchQueue {
+  void async(Task) override {
+    entered.release();
+    goOn.acquire();
+  }
+  [[nodiscard]] bool isCurrent() const override { return false; }
+
+  std::binary_semaphore entered{0}, goOn{0};
+};
+
+TEST_F(ReachabilityNamespace, AFloodThatOverrunsTheSocketLeadsToAFreshLook) {
+  const auto blocking = std::make_shared<BlockingQueue>();
+  const auto target = whole(), holder = whole();
+  ReachabilityRecorder recorder;
+  recorder.watch(target, queue_);
+  ASSERT_TRUE(holder->setDispatchQueue(blocking));
+  const std::unique_ptr<mnl_socket, int (*)(mnl_socket*)> unread(mnl_socket_open(NETLINK_ROUTE),
+                                                                 &mnl_socket_close);
+  ASSERT_EQ(mnl_socket_bind(unread.get(), RTMGRP_IPV4_ROUTE, MNL_SOCKET_AUTOPID), 0);
+  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
+  blocking->entered.acquire();
+  ASSERT_TRUE(holder->setDispatchQueue(nullptr));
+  for (std::uint8_t i = 0; i < 5'000 / 250; ++i)
+    for (std::uint8_t j = 0; j < 250; ++j) ASSERT_EQ(routes_.add({10, 7, i, j}, 32, {10, 9, 0, 2}), 0);
+  ASSERT_EQ(routes_.remove({}, 0), 0);
+  char byte = 0;
+  EXPECT_EQ(::recv(mnl_socket_get_fd(unread.get()), &byte, 1, MSG_DONTWAIT), -1);
+  EXPECT_EQ(errno, ENOBUFS);
+  EXPECT_EQ(target->getFlags(), kNone);
+  blocking->goOn.release();
+  EXPECT_TRUE(recorder.waitForCount(2));
+  EXPECT_EQ(recorder.heard(), (std::vector<Flags>{kReachable, kNone}));
+}
+
 struct HeldUp {
   std::binary_semaphore entered{0}, goOn{0};
   static void callback(const SCNetworkReachabilityRef& target, Flags, void* info) {
@@ -58,32 +92,6 @@ struct HeldUp {
     self.goOn.acquire();
   }
 };
-
-TEST_F(ReachabilityNamespace, AFloodThatOverrunsTheSocketLeadsToAFreshLook) {
-  HeldUp heldUp;
-  SCNetworkReachabilityContext context{.info = &heldUp};
-  const auto brief = DispatchQueue::serial(DispatchQueue::Tasks::brief);
-  const auto target = whole(), holder = whole();
-  ReachabilityRecorder recorder;
-  recorder.watch(target, queue_);
-  ASSERT_TRUE(holder->setCallback(&HeldUp::callback, &context) && holder->setDispatchQueue(brief));
-  const std::unique_ptr<mnl_socket, int (*)(mnl_socket*)> unread(mnl_socket_open(NETLINK_ROUTE),
-                                                                 &mnl_socket_close);
-  ASSERT_EQ(mnl_socket_bind(unread.get(), RTMGRP_IPV4_ROUTE, MNL_SOCKET_AUTOPID), 0);
-  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
-  heldUp.entered.acquire();
-  for (std::uint8_t i = 0; i < 5'000 / 250; ++i)
-    for (std::uint8_t j = 0; j < 250; ++j) ASSERT_EQ(routes_.add({10, 7, i, j}, 32, {10, 9, 0, 2}), 0);
-  ASSERT_EQ(routes_.remove({}, 0), 0);
-  char byte = 0;
-  EXPECT_EQ(::recv(mnl_socket_get_fd(unread.get()), &byte, 1, MSG_DONTWAIT), -1);
-  EXPECT_EQ(errno, ENOBUFS);
-  EXPECT_EQ(target->getFlags(), kNone);
-  heldUp.goOn.release();
-  EXPECT_TRUE(recorder.waitForCount(2));
-  EXPECT_EQ(recorder.heard(), (std::vector<Flags>{kReachable, kNone}));
-  brief->sync([] {});
-}
 
 TEST_F(ReachabilityNamespace, ACallbackThatBlocksHoldsNobodyElseUp) {
   HeldUp heldUp;
@@ -99,44 +107,6 @@ TEST_F(ReachabilityNamespace, ACallbackThatBlocksHoldsNobodyElseUp) {
   EXPECT_TRUE(recorder.waitForCount(2));
   heldUp.goOn.release();
   blockedQueue->sync([] {});
-}
-
-TEST_F(ReachabilityNamespace, TheMainThreadListensWhileItRunsItsQueueAndAnotherWhileItIsBusy) {
-  const auto& main = DispatchQueue::main();
-  const auto brief = DispatchQueue::serial(DispatchQueue::Tasks::brief);
-  const auto target = whole();
-  struct Told {
-    std::vector<std::pair<Flags, bool>> reports;  // and whether they came on the main thread
-    std::atomic<bool> mainRuns = true;
-  } told;
-  const SCNetworkReachabilityContext context{.info = &told};
-  const auto callback = [](const SCNetworkReachabilityRef&, Flags flags, void* info) {
-    auto& mine = *static_cast<Told*>(info);
-    mine.reports.emplace_back(flags, DispatchQueue::main()->isCurrent());
-    if (mine.mainRuns) DispatchQueue::main()->async([] { DispatchQueue::main()->stop(); });
-  };
-  ASSERT_TRUE(target->setCallback(callback, &context) && target->setDispatchQueue(brief));
-  for (int i = 0; i < 20; ++i) {
-    std::thread changer([&, i] {
-      std::this_thread::sleep_for(1ms);  // the main thread sleeps
-      EXPECT_EQ(i % 2 == 0 ? routes_.add({}, 0, {10, 9, 0, 2}) : routes_.remove({}, 0), 0);
-    });
-    main->run();
-    changer.join();
-  }
-  told.mainRuns = false;
-  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
-  const auto& reports = told.reports;
-  ASSERT_TRUE(eventually([&] {
-    std::size_t count = 0;
-    brief->sync([&] { count = reports.size(); });
-    return count == 21;
-  }));
-  for (std::size_t i = 0; i < reports.size(); ++i)
-    EXPECT_EQ(reports[i].first, i % 2 == 0 ? kReachable : kNone);
-  EXPECT_TRUE(std::any_of(reports.begin(), reports.end(), [](const auto& report) { return report.second; }));
-  EXPECT_FALSE(reports.back().second);
-  EXPECT_TRUE(target->setDispatchQueue(nullptr));
 }
 
 TEST(Reachability, WithoutASocketThereIsNoTarget) {

@@ -4,12 +4,11 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
-#include "TQFoundation/Platform/Adapters/Linux/Epoll.h"
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkSocket.h"
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkView.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
 namespace tq {
@@ -34,16 +33,13 @@ class NetlinkWatcher {
 /// What it says is never believed: a link that goes down takes its IPv4 routes with it without
 /// a word about them, and a message may be lost or forged. That something was said is reason enough to look.
 ///
-/// Thread-safe. A thread of its own listens, and does not run callbacks other than brief ones.
-/// While the main queue is run as a loop and has nothing to do, its thread listens instead: what is to be
-/// told there needs no second thread to be woken, which costs more than all the rest.
+/// Thread-safe. A thread of its own listens; it runs no callbacks.
 class NetlinkMonitor {
  public:
   /// The process's own. It listens to the network namespace of the thread that asks first. Null where the
   /// system refuses; it is asked again then. Never destroyed.
   [[nodiscard]] static NetlinkMonitor* shared();
 
-  ~NetlinkMonitor();
   NetlinkMonitor(const NetlinkMonitor&) = delete;
   NetlinkMonitor& operator=(const NetlinkMonitor&) = delete;
 
@@ -66,7 +62,7 @@ class NetlinkMonitor {
   /// Does `action` while nobody looks again.
   template <class Action>
   void between(Action action) {
-    const std::scoped_lock turn(turn_);
+    const MutexLock turn(turn_);
     action();
   }
 
@@ -82,10 +78,8 @@ class NetlinkMonitor {
   NetlinkMonitor();
   bool startListening();
   void listen();
-  void sleepOnMainThread(int wakeUp);
-  [[nodiscard]] bool nextIsOfARequestedRoute() const;
-  void lookAgain(std::unique_lock<std::mutex>& taking);
-  bool takeMessages();
+  void lookAgain();
+  void takeMessages();
   Watchers watchers();
   static void deliver(const std::vector<Delivery>& deliveries);
   [[nodiscard]] int descriptor() const { return mnl_socket_get_fd(socket_.get()); }
@@ -95,15 +89,10 @@ class NetlinkMonitor {
   const std::unique_ptr<NetlinkView> view_;
   std::atomic<std::uint64_t> state_ = 2;  // odd while messages are taken
 
-  Epoll mainThread_, ownThread_;  // what each of them sleeps in
-  int wakeUp_ = -1;               // the main queue's own descriptor
-  const int handedOver_;          // by the main thread to the monitor's own
+  Mutex turn_;  // held while watchers look again; acquired before `mutex_` and the locks of the watchers
 
-  std::mutex taking_;  // while messages are taken and their end is waited for; before any other lock
-  std::mutex turn_;    // while watchers look again; before the locks of the watchers
-
-  std::mutex mutex_;
-  std::map<const NetlinkWatcher*, std::weak_ptr<NetlinkWatcher>> watchers_;
+  Mutex mutex_;
+  std::map<const NetlinkWatcher*, std::weak_ptr<NetlinkWatcher>> watchers_ TQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace tq

@@ -9,7 +9,6 @@
 #include <iostream>
 
 using namespace tq;
-using namespace tq::doubles;
 
 class Screen final : public TQAVAssetLoadProtocol {
  public:

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Ports/DeviceInfo.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// A device that is what the test says.
 ///
@@ -25,4 +25,4 @@ class FakeDeviceInfo final : public DeviceInfo {
   const std::string systemVersion_;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

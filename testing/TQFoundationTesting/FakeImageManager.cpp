@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace tq::doubles {
+namespace tq {
 
 std::shared_ptr<FakeImageManager> FakeImageManager::make(std::shared_ptr<DispatchQueue> queue) {
   return std::shared_ptr<FakeImageManager>(new FakeImageManager(std::move(queue)));
@@ -118,4 +118,4 @@ std::shared_ptr<const FakeImageManager::Request> FakeImageManager::running(PHIma
   return found == running_.end() ? nullptr : found->second;
 }
 
-}  // namespace tq::doubles
+}  // namespace tq

@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// How a fake photo library treats one of its videos.
 struct FakeVideo {
@@ -78,4 +78,4 @@ class TQ_API FakeImageManager final : public PHImageManager,
   std::size_t cancelled_ = 0;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

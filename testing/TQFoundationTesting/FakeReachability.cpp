@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Ports/ReachabilityRegistration.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::doubles {
+namespace tq {
 
 struct FakeReachability::State {
   mutable std::mutex mutex;
@@ -142,4 +142,4 @@ std::vector<std::shared_ptr<FakeReachability::Target>> FakeReachability::targets
   return alive;
 }
 
-}  // namespace tq::doubles
+}  // namespace tq

@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// A network whose flags are what the test says, for every target alike.
 ///
@@ -66,4 +66,4 @@ class TQ_API FakeReachability final : public SCNetworkReachabilityProvider {
   std::vector<std::weak_ptr<Target>> targets_;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

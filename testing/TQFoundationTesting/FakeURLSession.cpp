@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 
-namespace tq::doubles {
+namespace tq {
 
 class FakeDownloadTask final : public NSURLSessionDownloadTask,
                                public std::enable_shared_from_this<FakeDownloadTask> {
@@ -141,4 +141,4 @@ FakeReply FakeNetwork::answer(const std::string& url) {
                              "cannot fetch " + url + ": no such host")};
 }
 
-}  // namespace tq::doubles
+}  // namespace tq

@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// What a fake network answers at one URL.
 struct FakeReply {
@@ -59,4 +59,4 @@ class TQ_API FakeNetwork final : public std::enable_shared_from_this<FakeNetwork
   std::map<std::string, int> requests_;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

@@ -4,7 +4,7 @@
 
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// A volume that has just as much room as the test says.
 ///
@@ -38,4 +38,4 @@ class FixedVolumeInfo final : public VolumeInfo {
   mutable std::atomic<int> questions_ = 0;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

@@ -2,7 +2,7 @@
 
 #include "TQFoundation/Platform/Ports/Clock.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// A clock that stands still until the test moves it.
 ///
@@ -21,4 +21,4 @@ class ManualClock final : public Clock {
   Date now_;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Guarded.h"
 
-namespace tq::doubles {
+namespace tq {
 namespace {
 
 class ManualTimer final : public Timer {
@@ -99,4 +99,4 @@ void ManualQueue::callAt(std::chrono::nanoseconds moment, Task task) {
   later_.emplace(moment, std::move(task));
 }
 
-}  // namespace tq::doubles
+}  // namespace tq

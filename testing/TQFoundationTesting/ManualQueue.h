@@ -11,7 +11,7 @@
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 #include "TQFoundation/Platform/Queues/RunLoop.h"
 
-namespace tq::doubles {
+namespace tq {
 
 /// A queue, a run loop and their clock, all of which move only when the test says so.
 ///
@@ -50,4 +50,4 @@ class TQ_API ManualQueue final : public DispatchQueue, public RunLoop {
   std::multimap<std::chrono::nanoseconds, Task> later_;
 };
 
-}  // namespace tq::doubles
+}  // namespace tq

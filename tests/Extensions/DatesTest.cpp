@@ -22,7 +22,6 @@ namespace {
 
 using Component = Calendar::Component;
 using namespace std::chrono_literals;
-using doubles::ManualClock;
 
 constexpr auto kDay = std::chrono::hours(24);
 

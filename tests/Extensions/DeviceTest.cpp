@@ -19,8 +19,6 @@
 namespace tq::tests {
 namespace {
 
-using doubles::FakeDeviceInfo;
-using doubles::FixedVolumeInfo;
 using namespace std::string_literals;
 
 constexpr auto kLowest = std::numeric_limits<std::int64_t>::min();

@@ -61,7 +61,7 @@ TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
   const auto seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
-  const auto photos = doubles::FakeImageManager::make();
+  const auto photos = FakeImageManager::make();
   photos->add("plain");
   photos->add("cloud", {.progress = {0.1, 0.5, 1}});
   photos->add("lost", {.progress = {0.1}, .hasAsset = false});
@@ -69,7 +69,7 @@ TEST(AssetLoaderSoak, TenThousandLoadsCancelledAtRandomMomentsEndOnceEach) {
   const TQAVAssetLoader::Videos good = {video("plain"), video("cloud"), video("plain"), video("cloud")};
   const TQAVAssetLoader::Videos bad = {video("plain"), video("lost"), video("cloud"), video("cloud")};
   const TQAVAssetLoaderPorts ports{.photos = photos,
-                                   .volumes = std::make_shared<doubles::FixedVolumeInfo>(kMinDiskspace + 1)};
+                                   .volumes = std::make_shared<FixedVolumeInfo>(kMinDiskspace + 1)};
   int cancelled = 0;
   for (int round = 0; round < kRounds; ++round) {
     std::vector<std::shared_ptr<WatchedLoad>> loads;
@@ -107,7 +107,7 @@ TEST(AssetLoaderSoak, AnEndAndACancelOfTheSameMomentAreToldAsOneOfTheTwo) {
   using Clock = std::chrono::steady_clock;
   const auto queue = DispatchQueue::serial();
   const TQAVAssetLoaderPorts ports{
-      .photos = doubles::FakeImageManager::make(), .mainQueue = DispatchQueue::serial(), .setUpQueue = queue};
+      .photos = FakeImageManager::make(), .mainQueue = DispatchQueue::serial(), .setUpQueue = queue};
   std::mt19937 random(7);
   int cancelled = 0;
   double longest = 20'000;  // in nanoseconds, until the cancel; follows the speed of this machine

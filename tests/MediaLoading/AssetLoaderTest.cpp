@@ -11,10 +11,6 @@
 namespace tq::tests {
 namespace {
 
-using doubles::FakeImageManager;
-using doubles::FakeNetwork;
-using doubles::FixedVolumeInfo;
-using doubles::ManualQueue;
 using Words = std::vector<std::string>;
 
 // Notes what it hears in words, and lets a test step in.

@@ -8,8 +8,6 @@
 namespace tq::tests {
 namespace {
 
-using doubles::FixedVolumeInfo;
-using doubles::ManualQueue;
 using namespace std::chrono_literals;
 
 struct Delegate final : TQDiskSpaceHandlerDelegate {

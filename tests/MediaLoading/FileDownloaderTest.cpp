@@ -53,9 +53,9 @@ class FileDownloader : public testing::Test {
 
   TemporaryFolder folder_;
   EnvironmentVariable temporary_{"TMPDIR", folder_.path().string()};
-  std::shared_ptr<doubles::ManualQueue> session_ = std::make_shared<doubles::ManualQueue>();
-  std::shared_ptr<doubles::ManualQueue> main_ = std::make_shared<doubles::ManualQueue>();
-  std::shared_ptr<doubles::FakeNetwork> network_ = doubles::FakeNetwork::make(session_);
+  std::shared_ptr<ManualQueue> session_ = std::make_shared<ManualQueue>();
+  std::shared_ptr<ManualQueue> main_ = std::make_shared<ManualQueue>();
+  std::shared_ptr<FakeNetwork> network_ = FakeNetwork::make(session_);
   std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
   std::shared_ptr<TQFileDownloader> downloader_ =
       TQFileDownloader::make({.makeSession = network_->maker(), .mainQueue = main_});

@@ -18,7 +18,6 @@
 namespace tq::tests {
 namespace {
 
-using doubles::FakeReachability;
 using Reports = std::vector<std::string>;
 
 constexpr auto kWiFi = kSCNetworkReachabilityFlagsReachable;
@@ -53,7 +52,7 @@ class ReachabilityNotifier : public testing::Test {
   }
 
   const std::shared_ptr<FakeReachability> network = std::make_shared<FakeReachability>(kWiFi);
-  const std::shared_ptr<doubles::ManualQueue> mainQueue = std::make_shared<doubles::ManualQueue>();
+  const std::shared_ptr<ManualQueue> mainQueue = std::make_shared<ManualQueue>();
   const std::shared_ptr<NSNotificationCenter> center = std::make_shared<NSNotificationCenter>();
   std::shared_ptr<TQReachability> reachability;
   Reports reports;

@@ -62,7 +62,7 @@ void expectAsRead(const TQReachability& reachability, const Oracle& oracle) {
 TEST(ReachabilityStatus, FollowsTheRulesForEverySetOfFlags) {
   constexpr SCNetworkReachabilityFlags kOtherBits = 0xFFF8FFC0;  // must make no difference
   for (const bool device : {true, false}) {
-    const auto network = std::make_shared<doubles::FakeReachability>();
+    const auto network = std::make_shared<FakeReachability>();
     const auto reachability = TQReachability::make({.network = network, .isRunningOnDevice = device});
     for (unsigned choice = 0; choice < 512; ++choice) {
       Oracle oracle{.set = {}, .device = device, .cellularAllowed = true};
@@ -83,7 +83,7 @@ TEST(ReachabilityStatus, FollowsTheRulesForEverySetOfFlags) {
 }
 
 TEST(ReachabilityStatus, AFailedReadIsNoFlagAndEachConditionReadsAnew) {
-  const auto network = std::make_shared<doubles::FakeReachability>(std::nullopt);
+  const auto network = std::make_shared<FakeReachability>(std::nullopt);
   const auto reachability = TQReachability::make({.network = network});
   expectAsRead(*reachability, {.set = "", .device = true, .cellularAllowed = true});
 

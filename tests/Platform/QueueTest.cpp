@@ -31,7 +31,7 @@ class OrderedQueue : public testing::TestWithParam<std::string> {
     order_.push_back(number);
     ++ran_;
   }
-  const std::shared_ptr<doubles::ManualQueue> manual_ = std::make_shared<doubles::ManualQueue>();
+  const std::shared_ptr<ManualQueue> manual_ = std::make_shared<ManualQueue>();
   std::shared_ptr<DispatchQueue> queue_ = manual_;
   Numbers order_;
   std::atomic<int> ran_ = 0;

@@ -25,7 +25,7 @@ struct FakeWorld {
     network->add(base + "/missing", {.body = "none", .status = 404});
     network->add(base + "/stalling", {.body = std::string(9'000, 'x'), .progress = {5}, .stalls = true});
   }
-  std::shared_ptr<doubles::FakeNetwork> network = doubles::FakeNetwork::make();
+  std::shared_ptr<FakeNetwork> network = FakeNetwork::make();
   NSURLSessionMaker maker = network->maker();
   std::string base = "https://fake", unreachable = "https://nowhere/";
 };

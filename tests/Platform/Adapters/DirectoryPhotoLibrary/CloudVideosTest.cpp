@@ -43,7 +43,7 @@ struct FakeWorld {
     manager->add("playable.webm", {.progress = {0.5, 1}});
     manager->add("endless.mp4", {.progress = {0.5}, .stalls = true});
   }
-  std::shared_ptr<doubles::FakeImageManager> manager = doubles::FakeImageManager::make();
+  std::shared_ptr<FakeImageManager> manager = FakeImageManager::make();
 };
 
 using Worlds = testing::Types<CloudWorld, FakeWorld>;

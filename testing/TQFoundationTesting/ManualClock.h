@@ -7,7 +7,7 @@ namespace tq {
 /// A clock that stands still until the test moves it.
 ///
 ///     ManualClock clock(std::chrono::sys_days{2024y / 2 / 29});
-///     EXPECT_EQ(numberOfDaysInCurrentMonth(clock), 29);
+///     EXPECT_EQ(numberOfDaysInCurrentMonth(Calendar::current(), clock), 29);
 ///
 /// Not thread-safe: one thread at a time.
 class ManualClock final : public Clock {

@@ -14,7 +14,7 @@ namespace tq {
 ///
 ///     const auto& center = NSNotificationCenter::defaultCenter();
 ///     center->addObserver(this, [screen = weak_from_this()](const NSNotification& added) {
-///       if (const auto alive = screen.lock()) alive->show(added.object<Clip>());
+///       if (const auto alive = screen.lock()) alive->insert(added.object<Clip>());
 ///     }, kClipAdded);
 ///
 ///     center->postNotificationName(kClipAdded, clip);   // all who observe it have heard when this returns

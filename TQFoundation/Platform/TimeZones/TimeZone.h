@@ -18,8 +18,8 @@ class ZoneRules;
 ///
 ///     const auto kyiv = TimeZone::make("Europe/Kyiv");
 ///     const auto summer = kyiv->offset(release);              // 3 h
-///     const Date opening = kyiv->firstMoment(wallClockTime);  // when clocks there show it for the first
-///     time const TimeZone user = TimeZone::current();
+///     const Date opening = kyiv->firstMoment(wallClockTime);  // when clocks there first show it
+///     const TimeZone user = TimeZone::current();
 ///
 /// The rules come from the system's zone database, as every other program on the system sees them; where
 /// there is none, or it lacks the zone, from ICU's. They are read once, when a zone is made.

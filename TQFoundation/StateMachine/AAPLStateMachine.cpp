@@ -4,12 +4,15 @@
 #include <array>
 #include <cstdio>
 
-#include "TQFoundation/Platform/Log/NSLog.h"
+#include "TQFoundation/Platform/Log/Log.h"
 
 namespace tq {
 namespace {
 
 constexpr std::string_view kAbsent = "(null)";
+
+// States whose names are made while the program runs ("Editing clip 7") must not fill the memory.
+constexpr std::size_t kMostNamesKept = 1024;
 
 std::string_view text(const AAPLState& state) {
   return state ? std::string_view(*state) : kAbsent;
@@ -29,27 +32,32 @@ void log(std::initializer_list<std::string_view> pieces) {
 
 }  // namespace
 
+struct AAPLStateMachine::MessageNames {
+  MessageNames(const AAPLState& from, const std::string& to)
+      : willEnterTo("willEnterTo" + to),
+        willEnterFrom("willEnterFrom" + from.value_or(std::string(kAbsent)) + "To" + to),
+        didExit("didExit" + from.value_or("")),
+        didEnter("didEnter" + to),
+        didChangeFrom("stateDidChangeFrom" + from.value_or("Nil") + "To" + to) {}
+
+  const std::string willEnterTo, willEnterFrom, didExit, didEnter, didChangeFrom;
+};
+
 bool AAPLStateMachineDelegate::missingTransitionFromState(const AAPLState&, const AAPLState&, AAPLState&) {
   return false;
 }
 
-// A copy, since the caller's may be the present state itself.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
-bool AAPLStateMachine::attemptToSetCurrentState(AAPLState state) {
+bool AAPLStateMachine::attemptToSetCurrentState(AAPLRequestedState requested) {
   const auto alive = weak_from_this().lock();
   const AAPLState from = currentState_;
   if (shouldLogStateTransitions_)
-    log({" **** •••••• request state change from ", text(from), " to ", text(state), " ••••••"});
-  AAPLState accepted = validateTransitionFromState(from, state);
+    log({" **** •••••• request state change from ", text(from), " to ", text(requested.state), " ••••••"});
+  const AAPLState accepted = validateTransitionFromState(from, requested.state);
   if (!accepted) return false;
-  const bool asRequested = state == accepted;
-  const auto edge = edges_.find(from, *accepted);
-  auto told = target();
-  sendBefore(*edge, told->messages());
-  currentState_ = std::move(accepted);
-  if (!isDelegate(told)) told = target();
-  sendAfter(*edge, told->messages());
-  return asRequested;
+  sendWillTransitionMessagesFrom(from, *accepted);
+  currentState_ = accepted;
+  performTransitionFromState(from, *accepted);
+  return requested.state == accepted;
 }
 
 std::shared_ptr<const AAPLTransitions> AAPLStateMachine::validTransitions() const {
@@ -60,9 +68,9 @@ void AAPLStateMachine::setValidTransitions(AAPLTransitions transitions) {
   validTransitions_.set(std::make_shared<const AAPLTransitions>(std::move(transitions)));
 }
 
-// A machine that nobody owns by a shared pointer is the caller's to keep.
+// A machine that no shared pointer owns is kept alive by its caller.
 std::shared_ptr<AAPLStateMachineTarget> AAPLStateMachine::target() {
-  if (auto told = delegate()) return told;
+  if (auto present = delegate()) return present;
   if (auto self = weak_from_this().lock()) return self;
   return {std::shared_ptr<void>(), this};
 }
@@ -99,34 +107,38 @@ AAPLState AAPLStateMachine::missingTransitionFromState(const AAPLState&, const A
 
 void AAPLStateMachine::sendWillTransitionMessagesFrom(const AAPLState& from, const std::string& to) {
   const auto alive = weak_from_this().lock();
-  const auto told = target();
-  sendBefore(*edges_.find(from, to), told->messages());
+  const auto names = namesFor(from, to);
+  const auto receiver = target();
+  AAPLMessageTable& messages = receiver->messages();
+  messages.perform("stateWillChange");
+  if (from != to) messages.perform(names->willEnterTo);
+  messages.perform(names->willEnterFrom);
 }
 
 void AAPLStateMachine::performTransitionFromState(const AAPLState& from, const std::string& to) {
   const auto alive = weak_from_this().lock();
-  const auto told = target();
-  sendAfter(*edges_.find(from, to), told->messages());
-}
-
-// Whether fetching the target anew would find `told` again.
-bool AAPLStateMachine::isDelegate(const std::shared_ptr<AAPLStateMachineTarget>& told) const {
-  return !delegate_.owner_before(told) && !told.owner_before(delegate_);
-}
-
-void AAPLStateMachine::sendBefore(AAPLEdge& edge, AAPLMessageTable& table) const {
-  edge.send(AAPLEdge::Moment::willChange, table);
-  if (edge.from() != edge.to()) edge.send(AAPLEdge::Moment::willEnterTo, table);
-  edge.send(AAPLEdge::Moment::willEnterFrom, table);
-}
-
-void AAPLStateMachine::sendAfter(AAPLEdge& edge, AAPLMessageTable& table) const {
   if (shouldLogStateTransitions_)
-    log({"  ••• ", description(), " state change from ", text(edge.from()), " to ", edge.to()});
-  if (edge.from()) edge.send(AAPLEdge::Moment::didExit, table);
-  edge.send(AAPLEdge::Moment::didEnter, table);
-  edge.send(AAPLEdge::Moment::didChangeFrom, table);
-  edge.send(AAPLEdge::Moment::didChange, table);
+    log({"  ••• ", description(), " state change from ", text(from), " to ", to});
+  const auto names = namesFor(from, to);
+  const auto receiver = target();
+  AAPLMessageTable& messages = receiver->messages();
+  if (from) messages.perform(names->didExit);
+  messages.perform(names->didEnter);
+  messages.perform(names->didChangeFrom);
+  messages.perform("stateDidChange");
+}
+
+std::shared_ptr<const AAPLStateMachine::MessageNames> AAPLStateMachine::namesFor(const AAPLState& from,
+                                                                                 const std::string& to) {
+  const auto successors = names_.find(from);
+  if (successors != names_.end()) {
+    const auto found = successors->second.find(to);
+    if (found != successors->second.end()) return found->second;
+  }
+  auto names = std::make_shared<const MessageNames>(from, to);
+  if (countOfNames_ == kMostNamesKept) return names;
+  ++countOfNames_;
+  return names_[from][to] = std::move(names);
 }
 
 std::string AAPLStateMachine::description() const {

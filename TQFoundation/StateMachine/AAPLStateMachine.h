@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -11,7 +13,6 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Base/Guarded.h"
-#include "TQFoundation/StateMachine/AAPLEdge.h"
 #include "TQFoundation/StateMachine/AAPLMessageTable.h"
 
 namespace tq {
@@ -19,22 +20,45 @@ namespace tq {
 /// A state's name, or none.
 using AAPLState = std::optional<std::string>;
 
+/// A state that a machine is asked to go to: any text, or none.
+///
+/// A null pointer, which is no text, does not compile.
+struct AAPLRequestedState {
+  AAPLRequestedState() = default;
+  AAPLRequestedState(std::nullopt_t) {}                           // NOLINT(*-explicit-*)
+  AAPLRequestedState(AAPLState name) : state(std::move(name)) {}  // NOLINT(*-explicit-*)
+  AAPLRequestedState(std::nullptr_t) = delete;
+  template <std::convertible_to<std::string_view> Text>
+  AAPLRequestedState(const Text& name)
+      : state(std::in_place, std::string_view(name)) {}  // NOLINT(*-explicit-*)
+
+  AAPLState state;
+};
+
 /// The states that may follow one: a single name, or several.
 struct AAPLSuccessors : std::vector<std::string> {
   AAPLSuccessors() = default;
-  AAPLSuccessors(const char* state) : vector{state} {}             // NOLINT(*-explicit-*)
-  AAPLSuccessors(std::string state) : vector{std::move(state)} {}  // NOLINT(*-explicit-*)
-  AAPLSuccessors(std::initializer_list<std::string> states) : vector(states) {}
+  AAPLSuccessors(std::nullptr_t) = delete;
+  template <std::convertible_to<std::string_view> Text>
+  AAPLSuccessors(const Text& state) : vector{std::string(std::string_view(state))} {}  // NOLINT(*-explicit-*)
+  AAPLSuccessors(std::initializer_list<std::string_view> states) : vector(states.begin(), states.end()) {}
   AAPLSuccessors(std::vector<std::string> states) : vector(std::move(states)) {}  // NOLINT(*-explicit-*)
 };
 
-/// For each state those that may follow it. A state without an entry is followed by none.
-using AAPLTransitions = std::unordered_map<std::string, AAPLSuccessors>;
+/// For each state those that may follow it. A state without an entry has no successor.
+///
+///     inline constexpr std::string_view kLoading = "Loading", kReady = "Ready";
+///     const AAPLTransitions transitions{{kLoading, {kReady, "Failed"}}, {"Failed", kLoading}};
+struct AAPLTransitions : std::unordered_map<std::string, AAPLSuccessors> {
+  AAPLTransitions() = default;
+  AAPLTransitions(std::initializer_list<std::pair<std::string_view, AAPLSuccessors>> entries)
+      : unordered_map(entries.begin(), entries.end()) {}
+};
 
-/// What a missing-transition handler answers to stay where the machine is.
+/// The replacement by which a missing-transition handler has the machine stay in its state.
 inline constexpr std::string_view AAPLRetainCurrentState = "RetainCurrentstate";
 
-/// Anything that is sent the messages of a state machine: its delegate, or the machine itself.
+/// An object that receives the messages of a state machine: its delegate, or the machine itself.
 class TQ_API AAPLStateMachineTarget {
  public:
   AAPLStateMachineTarget() = default;
@@ -42,19 +66,19 @@ class TQ_API AAPLStateMachineTarget {
   AAPLStateMachineTarget& operator=(const AAPLStateMachineTarget&) = delete;
   virtual ~AAPLStateMachineTarget() = default;
 
-  /// The messages this object answers to.
+  /// The messages that this object handles.
   [[nodiscard]] AAPLMessageTable& messages() { return messages_; }
 
  private:
   AAPLMessageTable messages_;
 };
 
-/// The target of a machine that has one, and the first who is asked about missing transitions.
+/// The target of a machine that has a delegate, and the first one asked about missing transitions.
 class TQ_API AAPLStateMachineDelegate : public AAPLStateMachineTarget {
  public:
   /// The machine is asked to go `from` a state (absent at first) `to` one that may not follow it, or to none.
-  /// An override sets the state to go to instead (absent or `AAPLRetainCurrentState` to stay) and answers
-  /// true, "handled". The base answers false: the machine decides itself.
+  /// An override sets the state to go to instead (absent or `AAPLRetainCurrentState` to stay) and returns
+  /// true, "handled". The base returns false: the machine decides itself.
   virtual bool missingTransitionFromState(const AAPLState& from, const AAPLState& to, AAPLState& replacement);
 };
 
@@ -68,7 +92,7 @@ class TQ_API AAPLStateMachineDelegate : public AAPLStateMachineTarget {
 ///     machine->applyState("Loading");      // the first state is not checked
 ///     machine->applyState("Ready");        // true: it was listed
 ///
-/// From Loading to Ready the target may hear, in this order: stateWillChange, willEnterToReady,
+/// From Loading to Ready the target may receive, in this order: stateWillChange, willEnterToReady,
 /// willEnterFromLoadingToReady; and, with the new state in place, didExitLoading, didEnterReady,
 /// stateDidChangeFromLoadingToReady, stateDidChange. Without a state before: no didExit, "(null)" and "Nil"
 /// in its place; to the same state again: no willEnterTo. Only messages that the target implements are sent.
@@ -77,8 +101,10 @@ class TQ_API AAPLStateMachineDelegate : public AAPLStateMachineTarget {
 /// `missingTransitionFromState` there.
 ///
 /// Not thread-safe: one thread at a time, except that the table may be set from any. Everything happens
-/// inside the request; a message may make requests itself (one from a before-message is overruled by the
-/// outer one, one from an after-message stands), change any table, and release the machine or its target.
+/// inside the request; a message may make requests itself (the outer request replaces the state that one from
+/// a before-message set; one from an after-message stands), change any table, and release the machine or its
+/// target. An exception of a message ends the request where it is and is passed on: the messages that remain
+/// are not sent, and the state is the new one exactly if an after-message threw.
 class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,
                                 public std::enable_shared_from_this<AAPLStateMachine> {
  public:
@@ -87,58 +113,65 @@ class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,
   /// The present state; absent until the first request has been accepted.
   [[nodiscard]] const AAPLState& currentState() const { return currentState_; }
 
-  /// Requests a change to `state`; what came of it shows in `currentState` afterwards.
-  void setCurrentState(AAPLState state) { attemptToSetCurrentState(std::move(state)); }
+  /// Requests a change to `state`; `currentState` shows afterwards whether it took effect.
+  void setCurrentState(AAPLRequestedState state) { attemptToSetCurrentState(std::move(state)); }
 
-  /// Requests a change to `state`. True when the machine has gone to that very state; false also when a
-  /// handler has sent it elsewhere.
-  bool applyState(AAPLState state) { return attemptToSetCurrentState(std::move(state)); }
-  bool attemptToSetCurrentState(AAPLState state);
+  /// Requests a change to `state`. Returns whether the machine went to that very state; false also when a
+  /// handler redirected it.
+  bool applyState(AAPLRequestedState state) { return attemptToSetCurrentState(std::move(state)); }
+  bool attemptToSetCurrentState(AAPLRequestedState state);
 
-  /// The table, read anew for every request: a derived class may give its own. Never null.
+  /// The table, read for every request: a derived class may supply its own. Never null.
   [[nodiscard]] virtual std::shared_ptr<const AAPLTransitions> validTransitions() const;
   void setValidTransitions(AAPLTransitions transitions);
 
   [[nodiscard]] std::shared_ptr<AAPLStateMachineDelegate> delegate() const { return delegate_.lock(); }
   void setDelegate(std::weak_ptr<AAPLStateMachineDelegate> delegate) { delegate_ = std::move(delegate); }
+  /// Delegates are held weakly, so one that only the argument owns would be gone at once: keep a reference
+  /// and pass that, or `weak_from_this()`.
+  template <class Delegate>
+  void setDelegate(std::shared_ptr<Delegate>&& temporary) = delete;
 
   /// Whether requests and transitions are written to the system's log. An absent request always is.
   [[nodiscard]] bool shouldLogStateTransitions() const { return shouldLogStateTransitions_; }
   void setShouldLogStateTransitions(bool should) { shouldLogStateTransitions_ = should; }
 
-  /// Who is sent the messages: the delegate, else the machine. Kept alive by the answer as far as the
-  /// machine's owner allows.
+  /// The receiver of the messages: the delegate if there is one, else the machine.
   [[nodiscard]] std::shared_ptr<AAPLStateMachineTarget> target();
 
-  /// The state that a request leads to, or absent when it is refused. Asks the handler where the table lists
-  /// nothing; what it answers is not checked.
+  /// Returns the state that a request leads to, or absent when it is refused. Asks the handler where the
+  /// table does not list `to`; the replacement is not checked.
   [[nodiscard]] AAPLState validateTransitionFromState(const AAPLState& from, const AAPLState& to);
 
-  /// Asks the delegate, when it handles that, else the machine, for a replacement.
+  /// Asks the delegate, if it handles that, else the machine, for a replacement.
   [[nodiscard]] AAPLState triggerMissingTransitionFromState(const AAPLState& from, const AAPLState& to);
 
-  /// Sends the messages before a transition, and the log line and messages after it.
+  /// Sends the messages before a transition, and the log line and messages after it. Each fetches the target
+  /// once.
   void sendWillTransitionMessagesFrom(const AAPLState& from, const std::string& to);
   void performTransitionFromState(const AAPLState& from, const std::string& to);
 
  protected:
-  /// The machine's own answer to a missing transition: absent, to refuse.
+  /// The machine's own replacement for a missing transition: absent, to refuse.
   [[nodiscard]] virtual AAPLState missingTransitionFromState(const AAPLState& from, const AAPLState& to);
 
   /// What log lines call the machine.
   [[nodiscard]] virtual std::string description() const;
 
  private:
-  [[nodiscard]] bool isDelegate(const std::shared_ptr<AAPLStateMachineTarget>& told) const;
-  void sendBefore(AAPLEdge& edge, AAPLMessageTable& table) const;
-  void sendAfter(AAPLEdge& edge, AAPLMessageTable& table) const;
+  struct MessageNames;
+
+  [[nodiscard]] std::shared_ptr<const MessageNames> namesFor(const AAPLState& from, const std::string& to);
 
   AAPLState currentState_;
   bool shouldLogStateTransitions_ = false;
   Guarded<std::shared_ptr<const AAPLTransitions>> validTransitions_{
       std::make_shared<const AAPLTransitions>()};
   std::weak_ptr<AAPLStateMachineDelegate> delegate_;
-  AAPLEdges edges_;
+
+  // By from-state and new state. Building seven names costs several times what looking them up does.
+  std::unordered_map<AAPLState, std::unordered_map<std::string, std::shared_ptr<const MessageNames>>> names_;
+  std::size_t countOfNames_ = 0;
 };
 
 }  // namespace tq

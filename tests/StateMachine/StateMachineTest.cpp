@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <set>
+#include <stdexcept>
 
-#include "TQFoundation/Platform/Log/NSLog.h"
+#include "TQFoundation/Platform/Log/Log.h"
 #include "TQFoundation/StateMachine/AAPLStateMachine.h"
 
 namespace tq::tests {
@@ -207,6 +209,53 @@ TEST_F(StateMachine, AMessageMayChangeTheMessagesAndTheTarget) {
   apply("A");
   EXPECT_EQ(former->sent, (Words{"stateWillChange in B"}));
   EXPECT_EQ(recorder_->sent, (Words{"didEnterA in A"}));
+}
+
+// Two delegates that are parts of one owner: what tells them apart is the object, not the owner.
+TEST_F(StateMachine, AMessageMayMoveOnToAnotherPartOfTheDelegatesOwner) {
+  const auto both = std::make_shared<std::array<Recorder, 2>>();
+  std::array<int, 2> entered{};
+  for (std::size_t i = 0; i < 2; ++i)
+    (*both)[i].messages().implement("didEnterA", [&entered, i] { ++entered[i]; });
+  const std::shared_ptr<Recorder> first(both, &(*both)[0]), second(both, &(*both)[1]);
+  first->messages().implement("stateWillChange", [&] { machine_->setDelegate(second); });
+  machine_->setDelegate(first);
+  machine_->applyState("A");
+  EXPECT_EQ(entered, (std::array<int, 2>{0, 1}));
+}
+
+TEST_F(StateMachine, AMessageThatThrowsEndsItsRequestAndLeavesNothingBehind) {
+  const auto token = std::make_shared<int>();
+  recorder_->messages().implement("didEnterA", [token] { throw std::runtime_error("didEnterA"); });
+  note("stateDidChange");
+  EXPECT_THROW(machine_->applyState("A"), std::runtime_error);
+  EXPECT_EQ(machine_->currentState(), "A");
+  EXPECT_EQ(recorder_->sent, Words());
+  recorder_->messages().implement("didEnterA", {});
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+template <class Machine, class Argument>
+concept Accepts = requires(Machine machine, Argument argument) {
+  machine.applyState(argument);
+};
+template <class Machine, class Delegate>
+concept DelegatesTo = requires(Machine machine, Delegate delegate) {
+  machine.setDelegate(std::forward<Delegate>(delegate));
+};
+
+TEST_F(StateMachine, StatesAreAnyTextAndNoNullPointer) {
+  static constexpr std::string_view kLoading = "Loading", kReady = "Ready";
+  static_assert(!Accepts<AAPLStateMachine, std::nullptr_t>);
+  static_assert(!std::is_constructible_v<AAPLSuccessors, std::nullptr_t>);
+  static_assert(DelegatesTo<AAPLStateMachine, std::shared_ptr<Recorder>&>);
+  static_assert(!DelegatesTo<AAPLStateMachine, std::shared_ptr<Recorder>>);  // would be gone at once
+  machine_->setValidTransitions({{kLoading, {kReady, "Failed", std::string("Gone")}}, {"Failed", kLoading}});
+  EXPECT_TRUE(machine_->applyState(kLoading));
+  EXPECT_TRUE(machine_->applyState("Failed"));
+  EXPECT_TRUE(machine_->applyState(AAPLState("Loading")));
+  EXPECT_TRUE(machine_->applyState(std::string("Gone")));
+  EXPECT_FALSE(machine_->applyState(std::nullopt));
 }
 
 TEST_F(StateMachine, AMessageMayReleaseTheMachineAndItsTarget) {

@@ -9,7 +9,7 @@
 
 namespace tq {
 
-/// Whatever has a text to log. Texts are loggable as they stand.
+/// An item that has a text to log. Texts are loggable as they stand.
 template <class Item>
 concept Loggable = std::convertible_to<const Item&, std::string_view> || requires(const Item& item) {
   { item.logDescription() } -> std::convertible_to<std::string>;
@@ -47,11 +47,25 @@ class TQ_API Log {
   }
 
   /// Sends every later line to `sink`; an empty one restores standard error. A line that another thread is
-  /// writing meanwhile goes to the old sink.
+  /// writing at that moment goes to the former sink.
   static void setSink(Sink sink);
 
  private:
   static void write(const LogLine& line);
 };
+
+/// Writes one line, unchanged, to the system's log: until a host sets a sink, standard error and syslog
+/// (facility "user", level "notice").
+///
+///     NSLog("  ••• machine ignoring reentry to Ready");
+///
+/// Thread-safe; the sink runs on the caller's thread, with no lock held.
+TQ_API void NSLog(std::string_view line);
+
+/// Receives the lines of `NSLog`.
+using NSLogSink = std::function<void(std::string_view line)>;
+
+/// Sends every later line of `NSLog` to `sink`, as `Log::setSink` does for `Log`.
+TQ_API void setNSLogSink(NSLogSink sink);
 
 }  // namespace tq

@@ -1,12 +1,9 @@
 #include "TQFoundationTesting/FakeURLSession.h"
 
-#include <unistd.h>
-
-#include <fstream>
 #include <utility>
 
 #include "TQFoundation/Platform/Base/Guarded.h"
-#include "TQFoundation/Platform/Files/NSFileManager.h"
+#include "TQFoundation/Platform/Files/TemporaryFile.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 
 namespace tq {
@@ -66,12 +63,10 @@ class FakeDownloadTask final : public NSURLSessionDownloadTask,
   }
 
   void deliver(const std::string& body) {
-    TemporaryFile file;
-    if (TemporaryFile::createIn(NSTemporaryDirectory(), file) != 0) return;
-    ::close(file.descriptor);
-    std::ofstream(file.path, std::ios::binary) << body;
-    delegate_->didFinishDownloadingToURL(*this, URL::fileURLWithPath(file.path));
-    ::unlink(file.path.c_str());
+    internal::TemporaryFile file;
+    if (file.createIn(NSTemporaryDirectory()) != 0) return;
+    if (file.write(body.data(), body.size()) != 0 || file.close() != 0) return;
+    delegate_->didFinishDownloadingToURL(*this, URL::fileURLWithPath(file.path()));
   }
 
   void end(const std::optional<NSError>& error) {

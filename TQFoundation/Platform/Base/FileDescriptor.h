@@ -15,6 +15,9 @@ class FileDescriptor {
     return *this;
   }
 
+  /// Closes it now. Returns 0, or the `errno` of what could not be written.
+  [[nodiscard]] int close();
+
   [[nodiscard]] int number() const { return number_; }
   [[nodiscard]] bool isOpen() const { return number_ >= 0; }
 

@@ -4,19 +4,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cinttypes>
 #include <cstdio>
-#include <random>
 #include <vector>
+
+#include "TQFoundation/Platform/Base/FileDescriptor.h"
+#include "TQFoundation/Platform/Files/TemporaryFile.h"
 
 namespace tq {
 namespace {
 
+using internal::TemporaryFile;
 namespace fs = std::filesystem;
 
-// Each step below answers 0 or the errno of what failed.
+// Each step below returns 0 or the errno of what failed.
 
 int lastError() {
   return errno == 0 ? EIO : errno;
@@ -36,49 +37,32 @@ int renameWithoutReplacing(const fs::path& from, const fs::path& to) {
   return linkAndUnlink(from, to);
 }
 
-int writeAll(int target, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = ::write(target, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return lastError();
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return 0;
-}
-
-int copyBytes(int source, int target) {
+int copyBytes(int source, TemporaryFile& target) {
   std::vector<char> buffer(std::size_t{1} << 20);
   for (;;) {
     const ssize_t got = ::read(source, buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return lastError();
     if (got == 0) return 0;
-    if (const int error = writeAll(target, buffer.data(), static_cast<std::size_t>(got))) return error;
+    if (const int error = target.write(buffer.data(), static_cast<std::size_t>(got))) return error;
   }
 }
 
-// A full disk may show only when the last bytes are flushed and the file closed.
-int copyInto(const TemporaryFile& file, const fs::path& from) {
-  const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-  int error = source < 0 ? lastError() : copyBytes(source, file.descriptor);
-  if (source >= 0) ::close(source);
-  if (error == 0 && ::fsync(file.descriptor) != 0) error = lastError();
-  if (::close(file.descriptor) != 0 && error == 0) error = lastError();
-  return error;
+int copyInto(TemporaryFile& file, const fs::path& from) {
+  const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!source.isOpen()) return lastError();
+  if (const int error = copyBytes(source.number(), file)) return error;
+  return file.flushAndClose();
 }
 
 int moveAcrossFileSystems(const fs::path& from, const fs::path& to) {
   struct stat existing {};
   if (::lstat(to.c_str(), &existing) == 0) return EEXIST;
   TemporaryFile copy;
-  if (const int error = TemporaryFile::createIn(to.parent_path(), copy)) return error;
-  int error = copyInto(copy, from);
-  if (error == 0) error = renameWithoutReplacing(copy.path, to);
-  if (error != 0) {
-    ::unlink(copy.path.c_str());
-    return error;
-  }
+  if (const int error = copy.createIn(to.parent_path())) return error;
+  if (const int error = copyInto(copy, from)) return error;
+  if (const int error = renameWithoutReplacing(copy.path(), to)) return error;
+  static_cast<void>(copy.release());
   ::unlink(from.c_str());
   return 0;
 }
@@ -124,24 +108,6 @@ std::optional<NSError> NSFileManager::createDirectory(const fs::path& folder, In
 bool NSFileManager::isRegularFile(const fs::path& path) {
   struct stat info {};
   return ::lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
-}
-
-int TemporaryFile::createIn(const fs::path& folder, TemporaryFile& file) {
-  static thread_local std::mt19937_64 random{std::random_device{}()};
-  constexpr int kTries = 16;
-  for (int i = 0; i < kTries; ++i) {
-    std::array<char, 32> name;
-    std::snprintf(name.data(), name.size(), ".download-%016" PRIx64, std::uint64_t{random()});
-    const fs::path path = folder / name.data();
-    // The file will be moved to where the user wants it: its mode is the one of the user's other files.
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor >= 0) {
-      file = {.path = path, .descriptor = descriptor};
-      return 0;
-    }
-    if (errno != EEXIST) return lastError();
-  }
-  return EEXIST;
 }
 
 }  // namespace tq

@@ -45,13 +45,4 @@ class TQ_API NSFileManager {
   [[nodiscard]] static bool isRegularFile(const std::filesystem::path& path);
 };
 
-/// A new, empty, hidden file, and the descriptor it is open for writing under.
-struct TQ_API TemporaryFile {
-  std::filesystem::path path;
-  int descriptor = -1;
-
-  /// Creates one in `folder`. Answers the `errno` of the failure otherwise.
-  [[nodiscard]] static int createIn(const std::filesystem::path& folder, TemporaryFile& file);
-};
-
 }  // namespace tq

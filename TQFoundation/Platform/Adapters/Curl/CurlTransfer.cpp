@@ -1,9 +1,7 @@
 #include "TQFoundation/Platform/Adapters/Curl/CurlTransfer.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <string>
 #include <utility>
 
@@ -68,7 +66,7 @@ CurlTransfer::CurlTransfer(std::shared_ptr<CurlClient> client, NSURLRequest requ
     : client_(std::move(client)), request_(std::move(request)), configuration_(configuration) {}
 
 CurlTransfer::~CurlTransfer() {
-  discardFile();
+  file_.remove();
 }
 
 std::optional<NSError> CurlTransfer::prepare(CURL* handle) {
@@ -111,12 +109,11 @@ bool CurlTransfer::applyOptions() {
 
 // In the temporary folder, unless the file could not be renamed from there to where it is wanted.
 bool CurlTransfer::openFile() {
-  if (file_.descriptor >= 0) return true;
+  if (!file_.path().empty()) return true;
   const fs::path temporary = NSTemporaryDirectory();
   const fs::path& wanted = configuration_.destinationFolder;
-  if (!wanted.empty() && !onSameVolume(wanted, temporary) && TemporaryFile::createIn(wanted, file_) == 0)
-    return true;
-  const int error = TemporaryFile::createIn(temporary, file_);
+  if (!wanted.empty() && !onSameVolume(wanted, temporary) && file_.createIn(wanted) == 0) return true;
+  const int error = file_.createIn(temporary);
   if (error != 0) fileError_ = fileWriteError(error, temporary, "cannot create a temporary file in");
   return error == 0;
 }
@@ -135,14 +132,9 @@ bool CurlTransfer::write(const char* bytes, std::size_t count) {
   lastByte_ = Clock::now();
   if (!openFile()) return false;
   if (!bodyBegun_) beginBody();
-  for (std::size_t done = 0; done < count;) {
-    const ssize_t written = ::write(file_.descriptor, bytes + done, count - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) {
-      fileError_ = fileWriteError(errno, file_.path, "cannot write to");
-      return false;
-    }
-    done += static_cast<std::size_t>(written);
+  if (const int error = file_.write(bytes, count)) {
+    fileError_ = fileWriteError(error, file_.path(), "cannot write to");
+    return false;
   }
   total_ += static_cast<std::int64_t>(count);
   if (lastByte_ - lastReport_ >= kReportInterval) reportProgress(lastByte_);
@@ -171,12 +163,11 @@ void CurlTransfer::finish(CURLcode result) {
   if (!bodyBegun_) beginBody();
   if (auto error = closeFile()) return fail(*error);
   if (total_ != reported_) reportProgress(Clock::now());
-  const fs::path whole = std::exchange(file_.path, {});
-  client_->ended(std::nullopt, whole);
+  client_->ended(std::nullopt, file_.release());
 }
 
 void CurlTransfer::fail(const NSError& error) {
-  discardFile();
+  file_.remove();
   client_->ended(error, {});
 }
 
@@ -193,13 +184,8 @@ NSError CurlTransfer::urlError(std::int64_t code, std::string_view reason) const
 
 // A full disk may show only here.
 std::optional<NSError> CurlTransfer::closeFile() {
-  if (::close(std::exchange(file_.descriptor, -1)) == 0) return std::nullopt;
-  return fileWriteError(errno, file_.path, "cannot write to");
-}
-
-void CurlTransfer::discardFile() {
-  if (file_.descriptor >= 0) ::close(std::exchange(file_.descriptor, -1));
-  if (!file_.path.empty()) ::unlink(std::exchange(file_.path, {}).c_str());
+  if (const int error = file_.close()) return fileWriteError(error, file_.path(), "cannot write to");
+  return std::nullopt;
 }
 
 }  // namespace tq

@@ -9,7 +9,7 @@
 #include <memory>
 #include <optional>
 
-#include "TQFoundation/Platform/Files/NSFileManager.h"
+#include "TQFoundation/Platform/Files/TemporaryFile.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 
 namespace tq {
@@ -71,7 +71,6 @@ class CurlTransfer {
   void beginBody();
   void reportProgress(Clock::time_point now);
   [[nodiscard]] std::optional<NSError> closeFile();
-  void discardFile();
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* self);
   static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* self);
 
@@ -80,7 +79,7 @@ class CurlTransfer {
   const NSURLSessionConfiguration configuration_;
   CURL* handle_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> reason_{};
-  TemporaryFile file_;
+  internal::TemporaryFile file_;
   std::optional<NSError> fileError_;
   std::int64_t expected_ = -1;
   std::int64_t total_ = 0;

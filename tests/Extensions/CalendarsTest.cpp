@@ -139,6 +139,16 @@ TEST(Ordinals, CountFromTheirEraAndDownBeforeIt) {
   EXPECT_EQ(japanese.ordinality(Component::month, Component::era, utc("1989-02-01")), 2);
   const auto hebrew = calendarOf("hebrew", "UTC");
   EXPECT_EQ(hebrew.ordinality(Component::month, Component::era, utc("2024-03-01")), 71'532);
+  // Quarters need twelve months a year, which these do not have.
+  for (const char* const system : {"hebrew", "coptic", "ethiopic", "chinese", "dangi"})
+    EXPECT_EQ(interval(utc("2024-04-01"), Component::quarter, utc("2000-04-01"), calendarOf(system, "UTC")),
+              0);
+  for (const char* const system : {"gregorian", "iso8601", "buddhist", "roc", "japanese"}) {
+    const auto calendar = calendarOf(system, "UTC");
+    EXPECT_EQ(interval(utc("2024-04-01"), Component::quarter, utc("2024-03-31"), calendar), 1) << system;
+    EXPECT_EQ(interval(utc("2023-12-31"), Component::quarter, utc("2019-07-01"), calendar), 17) << system;
+  }
+  EXPECT_EQ(gregorian.ordinality(Component::quarter, Component::era, utc("-001-12-30")), -3);
   for (const Component none : {Component::era, Component::weekday, Component::nanosecond})
     EXPECT_FALSE(gregorian.ordinality(none, Component::era, utc("2024-03-01")));
   // The day of 25 hours has 24 by the wall clock.

@@ -161,6 +161,9 @@ TEST(Months, HaveTheirBoundaries) {
       // The month lacks its last day but one.
       {"gregorian", "2011-12-15", "2011-12-01 10:00", "2011-12-30 10:00", "2011-11-01 10:00",
        "2011-11-30 10:00", 12, 31, "Pacific/Apia"},
+      // The month lacks its last day.
+      {"gregorian", "1994-12-15", "1994-12-01 10:00", "1994-12-30 10:00", "1994-11-01 10:00",
+       "1994-11-30 10:00", 12, 31, "Pacific/Kiritimati"},
       // Adar I, which only leap years have, and the month that follows it.
       {"hebrew", "2024-03-01", "2024-02-10", "2024-03-10", "2024-01-11", "2024-02-09", 6, 30},
       {"hebrew", "2024-03-15", "2024-03-11", "2024-04-08", "2024-02-10", "2024-03-10", 7, 29},

@@ -66,8 +66,8 @@ class TQ_API Calendar {
   /// `to` moved by as many units.
   ///
   /// From a year down to a day the wall-clock time is kept where it exists. A day that the target month lacks
-  /// becomes its last one; a day that the zone skipped becomes its neighbour in the direction of the move.
-  /// Eras cannot be added.
+  /// becomes its last one; a day that the zone skipped becomes its neighbour in the direction of the move, of
+  /// several moves the last. Eras cannot be added.
   [[nodiscard]] std::optional<Date> date(Component byAdding, std::int64_t value, Date to) const;
 
   /// `to` moved by an offset, its larger units first; parts that are absent count as 0.
@@ -112,7 +112,8 @@ class TQ_API Calendar {
 
   [[nodiscard]] std::optional<Reading> reading(Date date) const;
   [[nodiscard]] Date moment(const Reading& reading) const;
-  [[nodiscard]] std::optional<Date> moved(Date date, const Reading& from, std::int64_t toDay) const;
+  [[nodiscard]] std::optional<Date> moved(Date date, const Reading& from, std::int64_t toDay,
+                                          std::int64_t step) const;
   [[nodiscard]] std::optional<std::int64_t> movedDay(std::int64_t day, Component unit,
                                                      std::int64_t value) const;
   [[nodiscard]] std::optional<Date> counted(Date date) const;

@@ -123,8 +123,10 @@ std::optional<std::int64_t> whole(double count) {
 
 }  // namespace
 
-/// `from`, which is what clocks show at `date`, on another day.
-std::optional<Date> Calendar::moved(Date date, const Reading& from, std::int64_t toDay) const {
+/// `from`, which is what clocks show at `date`, on another day. Where the zone skips that day, the next one
+/// in the direction of `step` (1 or -1).
+std::optional<Date> Calendar::moved(Date date, const Reading& from, std::int64_t toDay,
+                                    std::int64_t step) const {
   if (toDay < IcuCivil::kFirstDay || toDay > IcuCivil::kLastDay) return {};
   if (toDay == from.day) return date;
   const Date target(Date::duration(static_cast<double>(toDay) * kDay + from.time));
@@ -135,11 +137,11 @@ std::optional<Date> Calendar::moved(Date date, const Reading& from, std::int64_t
     const auto shift = data_->timeZone.offset(date) - data_->timeZone.offset(result);
     return date + (Date::duration(static_cast<double>(toDay - from.day) * kDay) + shift);
   }
-  // Clocks skip the time. Where they skip all of that day it has no later moment either: on to its neighbour.
+  // Clocks skip the time. Where they skip all of that day it has no later moment either.
   const Date nextDay(Date::duration(static_cast<double>(toDay + 1) * kDay));
   const Date dayStart = data_->timeZone.firstMoment(nextDay - Date::duration(kDay));
   if (data_->timeZone.wallClock(dayStart) < nextDay) return result;
-  return toDay > from.day ? moved(date, from, toDay + 1) : moved(date, from, toDay - 1);
+  return moved(date, from, toDay + step, step);
 }
 
 std::optional<std::int64_t> Calendar::movedDay(std::int64_t day, Component unit, std::int64_t value) const {
@@ -156,13 +158,14 @@ std::optional<Date> Calendar::date(Component byAdding, std::int64_t value, Date 
   if (const auto length = elapsedUnit(byAdding))
     return counted(to + Date::duration(static_cast<double>(value) * *length));
   const auto day = value == 0 && byAdding != Component::era ? now->day : movedDay(now->day, byAdding, value);
-  return day ? moved(to, *now, *day) : std::nullopt;
+  return day ? moved(to, *now, *day, *day > now->day ? 1 : -1) : std::nullopt;
 }
 
 std::optional<Date> Calendar::date(const DateComponents& byAdding, Date to) const {
   const auto now = reading(to);
   if (!now || byAdding.era.value_or(0) != 0) return {};
   std::optional<CivilDay> day = now->day;
+  std::int64_t step = 1;  // of the last unit: a month on and a day back end on a day or before it
   Date::duration elapsed{};
   for (const Component unit : kCounted) {
     const std::int64_t value = byAdding[unit].value_or(0);
@@ -171,9 +174,10 @@ std::optional<Date> Calendar::date(const DateComponents& byAdding, Date to) cons
       elapsed += Date::duration(static_cast<double>(value) * *length);
     } else if (day) {
       day = movedDay(*day, unit, value);
+      step = value > 0 ? 1 : -1;
     }
   }
-  const auto result = day ? moved(to, *now, *day) : std::nullopt;
+  const auto result = day ? moved(to, *now, *day, step) : std::nullopt;
   return result ? counted(*result + elapsed) : std::nullopt;
 }
 

@@ -129,8 +129,12 @@ std::optional<CivilDay> IcuCivil::eraBase(std::int64_t era) const {
 }
 
 bool IcuCivil::hasTwelveMonths() const {
+  // A calendar with leap months numbers twelve as well, but its years have more days than those can hold.
+  // ICU's own maximum of UCAL_IS_LEAP_MONTH is 1 for every calendar.
+  constexpr int kMostDaysInTwelveMonths = 12 * 31;
   const icu::Calendar& calendar = calendars_.original();
-  return calendar.getMaximum(UCAL_MONTH) == UCAL_DECEMBER && calendar.getMaximum(UCAL_IS_LEAP_MONTH) == 0;
+  return calendar.getMaximum(UCAL_MONTH) == UCAL_DECEMBER &&
+         calendar.getMaximum(UCAL_DAY_OF_YEAR) <= kMostDaysInTwelveMonths;
 }
 
 bool IcuCivil::countsBackward(std::int64_t era) const {

@@ -6,16 +6,15 @@
 #include <unicode/parsepos.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
+#include <unicode/uchar.h>
 
 #include <algorithm>
-#include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <utility>
+#include <vector>
 
-#include "TQFoundation/Platform/Base/WorkingCopies.h"
-#include "TQFoundation/Platform/Formatting/MonthTexts.h"
+#include "TQFoundation/Platform/Base/ObjectPool.h"
 #include "TQFoundation/Platform/TimeZones/IcuTimeZone.h"
 #include "TQFoundation/Platform/TimeZones/TimeZone.h"
 
@@ -23,8 +22,6 @@ namespace tq {
 namespace {
 
 constexpr std::size_t kLongestText = 4096;
-constexpr std::string_view kZoneLetters = "zZOvVXx";
-constexpr std::string_view kDayMonthYearLetters = "dMLy";
 
 icu::UnicodeString fromUTF8(std::string_view text) {
   return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())});
@@ -36,22 +33,57 @@ std::string toUTF8(const icu::UnicodeString& text) {
   return result;
 }
 
-// What of a pattern is no literal text.
-std::string lettersOf(std::string_view pattern) {
-  std::string letters;
-  bool quoted = false;
-  for (const char c : pattern) {
-    if (c == '\'') quoted = !quoted;
-    if (!quoted && ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'))) letters += c;
-  }
-  return letters;
+bool namesZone(std::string_view pattern) {
+  bool isQuoted = false;
+  return std::any_of(pattern.begin(), pattern.end(), [&](char c) {
+    if (c == '\'') isQuoted = !isQuoted;
+    return !isQuoted && std::string_view("zZOvVXx").find(c) != std::string_view::npos;
+  });
 }
 
-// ICU's formatter and the calendar that it counts with: one thread at a time. The calendar is kept in UTC and
-// is told what wall clocks show, so it need not follow the device's zone; unless the text names the zone.
-class Scribe {
+/// Returns where the zone stands in a text with these fields, or the text's length.
+std::int32_t zoneBegin(icu::FieldPositionIterator& fields, const icu::UnicodeString& text) {
+  icu::FieldPosition field;
+  while (fields.next(field) != 0) {
+    switch (field.getField()) {
+      case UDAT_TIMEZONE_FIELD:
+      case UDAT_TIMEZONE_RFC_FIELD:
+      case UDAT_TIMEZONE_GENERIC_FIELD:
+      case UDAT_TIMEZONE_SPECIAL_FIELD:
+      case UDAT_TIMEZONE_LOCALIZED_GMT_OFFSET_FIELD:
+      case UDAT_TIMEZONE_ISO_FIELD:
+      case UDAT_TIMEZONE_ISO_LOCAL_FIELD:
+        return field.getBeginIndex();
+      default:
+        break;
+    }
+  }
+  return text.length();
+}
+
+/// Returns how many digits stand in each row of digits in the first `length` units of `text`.
+std::vector<int> digitRuns(const icu::UnicodeString& text, std::int32_t length) {
+  std::vector<int> runs;
+  bool isInRun = false;
+  for (std::int32_t at = 0; at < length; at = text.moveIndex32(at, 1)) {
+    const bool isDigit = u_isdigit(text.char32At(at)) != 0;
+    if (isDigit && !isInRun) runs.push_back(0);
+    if (isDigit) ++runs.back();
+    isInRun = isDigit;
+  }
+  return runs;
+}
+
+/// ICU's formatter of a pattern, and the calendar it counts with.
+///
+/// The calendar stays in UTC and is given what wall clocks show, so it need not be reconfigured when the
+/// device's zone changes. Only for a pattern that names the zone it is set to that zone.
+///
+/// Not thread-safe: one thread at a time.
+class IcuDateFormat {
  public:
-  static std::unique_ptr<const Scribe> make(std::string_view pattern, const Locale& locale) {
+  /// Returns null where the pattern has a letter without a meaning.
+  static std::unique_ptr<const IcuDateFormat> make(std::string_view pattern, const Locale& locale) {
     const icu::Locale name(locale.identifier().c_str());
     UErrorCode status = U_ZERO_ERROR;
     std::unique_ptr<icu::Calendar> calendar(
@@ -60,28 +92,32 @@ class Scribe {
     if (U_FAILURE(status)) return nullptr;
     calendar->setLenient(false);
     format->setLenient(false);
-    auto scribe = std::make_unique<Scribe>(std::move(format), std::move(calendar));
-    scribe->namesZone_ = lettersOf(pattern).find_first_of(kZoneLetters) != std::string::npos;
-    icu::UnicodeString text;
-    return scribe->write(Date(), text, nullptr) ? std::move(scribe) : nullptr;
+    auto result = std::make_unique<IcuDateFormat>(std::move(format), std::move(calendar), namesZone(pattern));
+    return result->measureShortestNumbers() ? std::move(result) : nullptr;
   }
 
-  Scribe(std::unique_ptr<icu::SimpleDateFormat> format, std::unique_ptr<icu::Calendar> calendar)
-      : format_(std::move(format)), calendar_(std::move(calendar)) {}
+  IcuDateFormat(std::unique_ptr<icu::SimpleDateFormat> format, std::unique_ptr<icu::Calendar> calendar,
+                bool namesZone)
+      : format_(std::move(format)), calendar_(std::move(calendar)), namesZone_(namesZone) {
+    if (namesZone_) readZonesByOurRules(*format_);
+  }
 
-  [[nodiscard]] Scribe* clone() const {
-    auto copy = std::make_unique<Scribe>(std::unique_ptr<icu::SimpleDateFormat>(format_->clone()),
-                                         std::unique_ptr<icu::Calendar>(calendar_->clone()));
-    copy->namesZone_ = namesZone_;
+  [[nodiscard]] IcuDateFormat* clone() const {
+    auto copy =
+        std::make_unique<IcuDateFormat>(std::unique_ptr<icu::SimpleDateFormat>(format_->clone()),
+                                        std::unique_ptr<icu::Calendar>(calendar_->clone()), namesZone_);
+    copy->shortestNumbers_ = shortestNumbers_;
     return copy.release();
   }
 
-  [[nodiscard]] bool isGregorian() const { return std::string_view("gregorian") == calendar_->getType(); }
-
   std::string text(Date date, const TimeZone& zone) {
     if (namesZone_) calendar_->adoptTimeZone(icuTimeZone(zone).release());
+    const Date shown = namesZone_ ? date : zone.wallClock(date);
+    UErrorCode status = U_ZERO_ERROR;
+    calendar_->setTime(shown.time_since_epoch().count(), status);
     icu::UnicodeString text;
-    return write(namesZone_ ? date : zone.wallClock(date), text, nullptr) ? toUTF8(text) : std::string();
+    if (U_SUCCESS(status)) format_->format(*calendar_, text, nullptr, status);
+    return U_SUCCESS(status) ? toUTF8(text) : std::string();
   }
 
   std::optional<Date> date(std::string_view from, const TimeZone& zone) {
@@ -90,89 +126,68 @@ class Scribe {
     const icu::UnicodeString text = fromUTF8(from);
     icu::ParsePosition position(0);
     format_->parse(text, *calendar_, position);
-    if (position.getErrorIndex() >= 0 || position.getIndex() != text.length()) return {};
+    if (position.getErrorIndex() >= 0 || position.getIndex() != text.length() || hasShortNumber(text))
+      return {};
     UErrorCode status = U_ZERO_ERROR;
-    const Date result{Date::duration(calendar_->getTime(status))};
-    if (U_FAILURE(status)) return {};
-    return namesZone_ ? result : zone.firstMoment(result);
-  }
-
-  // The text of a day, and where its day and year stand in it.
-  DateText sample(std::chrono::sys_days day) {
-    icu::UnicodeString text;
-    icu::FieldPositionIterator fields;
-    if (!write(day, text, &fields)) return {};
-    DateText result{.text = toUTF8(text), .numbers = {}};
-    icu::FieldPosition field;
-    while (fields.next(field) != 0) {
-      using Kind = DateText::Number::Kind;
-      if (field.getField() != UDAT_DATE_FIELD && field.getField() != UDAT_YEAR_FIELD) continue;
-      result.numbers.push_back({.kind = field.getField() == UDAT_DATE_FIELD ? Kind::day : Kind::year,
-                                .begin = toUTF8(text.tempSubString(0, field.getBeginIndex())).size(),
-                                .end = toUTF8(text.tempSubString(0, field.getEndIndex())).size()});
+    if (!namesZone_) {
+      const Date wallClock{Date::duration(calendar_->getTime(status))};
+      return U_SUCCESS(status) ? std::optional(zone.firstMoment(wallClock)) : std::nullopt;
     }
-    return result;
+    const std::unique_ptr<icu::Calendar> inUTC(calendar_->clone());
+    inUTC->set(UCAL_ZONE_OFFSET, 0);
+    inUTC->set(UCAL_DST_OFFSET, 0);
+    const Date wallClock{Date::duration(inUTC->getTime(status))};
+    const Date read{Date::duration(calendar_->getTime(status))};
+    if (U_FAILURE(status)) return {};
+    // Many zones share a name; the device's is meant where it goes by that name at the time.
+    const Date here = zone.firstMoment(wallClock);
+    return this->text(here, zone) == from ? here : read;
   }
 
  private:
-  bool write(Date shown, icu::UnicodeString& text, icu::FieldPositionIterator* fields) {
+  /// ICU takes "24" for "yyyy" and "9" for "HH", even when strict. So a date whose numbers are all small is
+  /// written once, as short as the pattern allows, and each number that is read must have as many digits. The
+  /// zone's digits differ from date to date: they are not counted, nor is what follows them.
+  bool measureShortestNumbers() {
     UErrorCode status = U_ZERO_ERROR;
-    calendar_->setTime(shown.time_since_epoch().count(), status);
-    if (U_SUCCESS(status)) format_->format(*calendar_, text, fields, status);
+    calendar_->clear();
+    calendar_->set(UCAL_YEAR, 2);  // the first year of an era may have a name instead of a number
+    icu::UnicodeString text;
+    icu::FieldPositionIterator fields;
+    format_->format(*calendar_, text, &fields, status);
+    shortestNumbers_ = digitRuns(text, zoneBegin(fields, text));
     return U_SUCCESS(status) != 0;
+  }
+
+  [[nodiscard]] bool hasShortNumber(const icu::UnicodeString& text) const {
+    const std::vector<int> numbers = digitRuns(text, text.length());
+    // One month's name alone may have digits ("M11" in kkj): then it is unknown which number is which.
+    if (!namesZone_ && numbers.size() != shortestNumbers_.size()) return false;
+    const std::size_t count = std::min(numbers.size(), shortestNumbers_.size());
+    for (std::size_t number = 0; number < count; ++number) {
+      if (numbers[number] < shortestNumbers_[number]) return true;
+    }
+    return false;
   }
 
   std::unique_ptr<icu::SimpleDateFormat> format_;
   std::unique_ptr<icu::Calendar> calendar_;
-  bool namesZone_ = false;
+  bool namesZone_;
+  std::vector<int> shortestNumbers_;
 };
-
-using std::chrono::sys_days;
-
-// Whether `texts` says what `scribe` does at the ends of the months of a few years. Where numbers or names
-// depend on more than a sample can show, that shows here.
-bool agree(const MonthTexts& texts, Scribe& scribe) {
-  for (const int year : {1600, 1999, 9999}) {
-    for (unsigned month = 1; month <= 12; ++month) {
-      const auto last = std::chrono::year(year) / static_cast<int>(month) / std::chrono::last;
-      const Date day = sys_days(last);
-      if (texts.text(day) != scribe.text(day, TimeZone::utc())) return false;
-    }
-  }
-  return true;
-}
-
-// A pattern of nothing but days, months and years in the Gregorian calendar needs no ICU once its months are
-// known.
-std::optional<MonthTexts> monthTexts(std::string_view pattern, const Locale& locale, Scribe& scribe) {
-  if (!scribe.isGregorian()) return {};
-  if (lettersOf(pattern).find_first_not_of(kDayMonthYearLetters) != std::string::npos) return {};
-  std::array<DateText, 12> samples;
-  for (std::size_t month = 0; month < samples.size(); ++month) {
-    samples[month] = scribe.sample(std::chrono::year(MonthTexts::kYear) / static_cast<int>(month + 1) /
-                                   std::chrono::day(MonthTexts::kDay));
-  }
-  auto texts = MonthTexts::make(std::move(samples), locale);
-  return texts && agree(*texts, scribe) ? std::move(texts) : std::nullopt;
-}
 
 }  // namespace
 
 struct DateFormatter::Data {
-  Data(std::string_view dateFormat, const Locale& inLocale) : pattern(dateFormat), locale(inLocale) {}
-
   std::string pattern;
   Locale locale;
-  std::optional<WorkingCopies<Scribe>> scribes;  // absent where the pattern means nothing
-  std::optional<MonthTexts> months;
+  Data(std::string_view dateFormat, const Locale& inLocale) : pattern(dateFormat), locale(inLocale) {}
+  std::optional<internal::ObjectPool<IcuDateFormat>> formats;  // absent where the pattern means nothing
 };
 
 DateFormatter::DateFormatter(std::string_view dateFormat, const Locale& locale) {
   auto data = std::make_shared<Data>(dateFormat, locale);
-  if (auto scribe = Scribe::make(dateFormat, locale)) {
-    data->scribes.emplace(std::move(scribe));
-    data->months = monthTexts(dateFormat, locale, *data->scribes->borrow());
-  }
+  if (auto format = IcuDateFormat::make(dateFormat, locale)) data->formats.emplace(std::move(format));
   data_ = std::move(data);
 }
 
@@ -185,21 +200,13 @@ const Locale& DateFormatter::locale() const noexcept {
 }
 
 std::string DateFormatter::string(Date from) const {
-  if (!data_->scribes || !std::isfinite(from.time_since_epoch().count())) return {};
-  const TimeZone zone = TimeZone::deviceZone();
-  if (data_->months) {
-    if (auto text = data_->months->text(zone.wallClock(from))) return *std::move(text);
-  }
-  return data_->scribes->borrow()->text(from, zone);
+  if (!data_->formats || !std::isfinite(from.time_since_epoch().count())) return {};
+  return data_->formats->acquire()->text(from, TimeZone::deviceZone());
 }
 
 std::optional<Date> DateFormatter::date(std::string_view from) const {
-  if (!data_->scribes || from.size() > kLongestText) return {};
-  const TimeZone zone = TimeZone::deviceZone();
-  if (data_->months) {
-    if (const auto wallClock = data_->months->wallClock(from)) return zone.firstMoment(*wallClock);
-  }
-  return data_->scribes->borrow()->date(from, zone);
+  if (!data_->formats || from.size() > kLongestText) return {};
+  return data_->formats->acquire()->date(from, TimeZone::deviceZone());
 }
 
 }  // namespace tq

@@ -48,7 +48,7 @@ bool isPlausible(UCalendarDateFields unit, std::int64_t count, CivilDay moved) {
 
 std::optional<IcuCivil::Place> IcuCivil::place(CivilDay day) const {
   if (!isCounted(day)) return {};
-  const auto calendar = calendars_.borrow();
+  const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   set(*calendar, day, status);
   const Place place{.era = calendar->get(UCAL_ERA, status),
@@ -60,7 +60,7 @@ std::optional<IcuCivil::Place> IcuCivil::place(CivilDay day) const {
 }
 
 std::optional<CivilDay> IcuCivil::dayNear(const Place& place) const {
-  const auto calendar = calendars_.borrow();
+  const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   calendar->clear();
   calendar->set(UCAL_ERA, static_cast<int32_t>(place.era));
@@ -91,7 +91,7 @@ std::optional<CivilDay> IcuCivil::dayAt(const Place& place) const {
 
 std::optional<std::int64_t> IcuCivil::field(UCalendarDateFields field, CivilDay day) const {
   if (!isCounted(day)) return {};
-  const auto calendar = calendars_.borrow();
+  const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   set(*calendar, day, status);
   const std::int64_t value = calendar->get(field, status);
@@ -100,7 +100,7 @@ std::optional<std::int64_t> IcuCivil::field(UCalendarDateFields field, CivilDay 
 
 std::optional<CivilDay> IcuCivil::moved(CivilDay day, UCalendarDateFields unit, std::int64_t count) const {
   if (!isCounted(day) || !within(count, unit == UCAL_MONTH ? kMostMonths : kMostYears)) return {};
-  const auto calendar = calendars_.borrow();
+  const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   set(*calendar, day, status);
   calendar->add(unit, static_cast<int32_t>(count), status);
@@ -110,7 +110,7 @@ std::optional<CivilDay> IcuCivil::moved(CivilDay day, UCalendarDateFields unit, 
 
 std::optional<CivilDay> IcuCivil::first(UCalendarDateFields dayOfWhat, CivilDay day) const {
   if (!isCounted(day)) return {};
-  const auto calendar = calendars_.borrow();
+  const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   set(*calendar, day, status);
   calendar->get(UCAL_ERA, status);  // has the other fields computed, too, which `set` is to keep
@@ -120,7 +120,7 @@ std::optional<CivilDay> IcuCivil::first(UCalendarDateFields dayOfWhat, CivilDay 
 
 std::optional<CivilDay> IcuCivil::eraBase(std::int64_t era) const {
   const bool backward = countsBackward(era);
-  const auto calendar = calendars_.borrow();
+  const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   calendar->clear();
   calendar->set(UCAL_ERA, static_cast<int32_t>(backward ? era + 1 : era));
@@ -132,7 +132,7 @@ bool IcuCivil::hasTwelveMonths() const {
   // A calendar with leap months numbers twelve as well, but its years have more days than those can hold.
   // ICU's own maximum of UCAL_IS_LEAP_MONTH is 1 for every calendar.
   constexpr int kMostDaysInTwelveMonths = 12 * 31;
-  const icu::Calendar& calendar = calendars_.original();
+  const icu::Calendar& calendar = calendars_.prototype();
   return calendar.getMaximum(UCAL_MONTH) == UCAL_DECEMBER &&
          calendar.getMaximum(UCAL_DAY_OF_YEAR) <= kMostDaysInTwelveMonths;
 }

@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "TQFoundation/Platform/Base/WorkingCopies.h"
+#include "TQFoundation/Platform/Base/ObjectPool.h"
 
 namespace tq {
 
@@ -60,7 +60,7 @@ class IcuCivil {
  private:
   [[nodiscard]] std::optional<CivilDay> dayNear(const Place& place) const;
 
-  WorkingCopies<icu::Calendar> calendars_;
+  internal::ObjectPool<icu::Calendar> calendars_;
 };
 
 }  // namespace tq

@@ -9,23 +9,23 @@ std::shared_ptr<FakeImageManager> FakeImageManager::make(std::shared_ptr<Dispatc
 }
 
 void FakeImageManager::add(const std::string& identifier, FakeVideo video) {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (treatment_.insert_or_assign(identifier, std::move(video)).second)
     videos_.push_back(std::make_shared<const PHAsset>(identifier));
 }
 
 std::vector<std::shared_ptr<const PHAsset>> FakeImageManager::videos() const {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   return videos_;
 }
 
 std::size_t FakeImageManager::requestsMade() const {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   return static_cast<std::size_t>(lastId_);
 }
 
 std::size_t FakeImageManager::requestsCancelled() const {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   return cancelled_;
 }
 
@@ -36,7 +36,7 @@ PHImageRequestID FakeImageManager::requestAVAssetForVideo(std::shared_ptr<const 
   Request request{identifier, std::nullopt, std::move(options), std::move(resultHandler)};
   PHImageRequestID id = 0;
   {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (const auto found = treatment_.find(identifier); found != treatment_.end())
       request.video = found->second;
     id = ++lastId_;
@@ -48,7 +48,7 @@ PHImageRequestID FakeImageManager::requestAVAssetForVideo(std::shared_ptr<const 
 
 void FakeImageManager::cancelImageRequest(PHImageRequestID request) {
   {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!running_.contains(request)) return;
     ++cancelled_;
   }
@@ -59,7 +59,7 @@ void FakeImageManager::finish() {
   queue_->async([self = shared_from_this()] {
     std::vector<PHImageRequestID> waiting;
     {
-      const std::scoped_lock lock(self->mutex_);
+      const MutexLock lock(self->mutex_);
       for (const auto& [id, request] : self->running_) waiting.push_back(id);
     }
     for (const PHImageRequestID id : waiting) self->end(id, false);
@@ -77,7 +77,7 @@ void FakeImageManager::serve(PHImageRequestID id) {
   if (!request->video->stalls) end(id, false);
 }
 
-// False when that was the request's end.
+// Returns false if the handler ended the request.
 bool FakeImageManager::report(PHImageRequestID id, double fraction, const std::optional<NSError>& error) {
   const auto request = running(id);
   if (!request) return false;
@@ -90,7 +90,7 @@ bool FakeImageManager::report(PHImageRequestID id, double fraction, const std::o
 void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
   std::shared_ptr<const Request> request;
   {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (auto ended = running_.extract(id)) request = std::move(ended.mapped());
   }
   if (!request) return;
@@ -103,7 +103,8 @@ void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
   };
   if (!request->video) {
     info.error = missing("no such video: ");
-  } else if (!request->video->hasAsset) {
+  } else if (!request->video->hasAsset ||
+             (request->video->inCloud && !request->options.networkAccessAllowed)) {
     info.error = request->video->error.value_or(missing("no asset of "));
   } else {
     asset = request->video->asset;
@@ -113,7 +114,7 @@ void FakeImageManager::end(PHImageRequestID id, bool cancelled) {
 }
 
 std::shared_ptr<const FakeImageManager::Request> FakeImageManager::running(PHImageRequestID id) const {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto found = running_.find(id);
   return found == running_.end() ? nullptr : found->second;
 }

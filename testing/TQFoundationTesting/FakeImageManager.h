@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
@@ -19,6 +19,7 @@ struct FakeVideo {
   std::vector<double> progress = {};    ///< Fractions to report, in this order.
   std::optional<NSError> error = {};    ///< Reported after the fractions.
   bool hasAsset = true;                 ///< Whether the result carries an asset.
+  bool inCloud = false;                 ///< Without network access the result carries none.
   bool stalls = false;                  ///< The result waits for `finish`, or for a cancel.
   std::shared_ptr<AVAsset> asset = {};  ///< Null: a new `AVURLAsset` of "file:///IDENTIFIER".
 };
@@ -45,7 +46,7 @@ class TQ_API FakeImageManager final : public PHImageManager,
   /// All videos, in the order they were added first.
   [[nodiscard]] std::vector<std::shared_ptr<const PHAsset>> videos() const;
 
-  /// Gives all requests that stall their result.
+  /// Delivers the results of all requests that stall.
   void finish();
 
   [[nodiscard]] std::size_t requestsMade() const;
@@ -70,12 +71,12 @@ class TQ_API FakeImageManager final : public PHImageManager,
   [[nodiscard]] std::shared_ptr<const Request> running(PHImageRequestID id) const;
 
   const std::shared_ptr<DispatchQueue> queue_;
-  mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<const PHAsset>> videos_;
-  std::map<std::string, FakeVideo> treatment_;
-  std::map<PHImageRequestID, std::shared_ptr<const Request>> running_;
-  PHImageRequestID lastId_ = 0;
-  std::size_t cancelled_ = 0;
+  mutable Mutex mutex_;
+  std::vector<std::shared_ptr<const PHAsset>> videos_ TQ_GUARDED_BY(mutex_);
+  std::map<std::string, FakeVideo> treatment_ TQ_GUARDED_BY(mutex_);
+  std::map<PHImageRequestID, std::shared_ptr<const Request>> running_ TQ_GUARDED_BY(mutex_);
+  PHImageRequestID lastId_ TQ_GUARDED_BY(mutex_) = 0;
+  std::size_t cancelled_ TQ_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace tq

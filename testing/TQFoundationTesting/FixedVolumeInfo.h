@@ -6,7 +6,7 @@
 
 namespace tq {
 
-/// A volume that has just as much room as the test says.
+/// A volume with as much free space as the test says.
 ///
 ///     auto volume = std::make_shared<FixedVolumeInfo>(kMinDiskspace);
 ///     auto handler = TQDiskSpaceHandler::make({.volumes = volume});
@@ -17,17 +17,17 @@ class FixedVolumeInfo final : public VolumeInfo {
  public:
   explicit FixedVolumeInfo(std::optional<std::uint64_t> freeBytes) { set(freeBytes); }
 
-  /// What every path answers from now on; absent for "the system cannot tell".
+  /// Sets what `freeBytes` returns for every path from now on; nullopt stands for "unknown".
   void set(std::optional<std::uint64_t> freeBytes) {
     bytes_ = freeBytes.value_or(0);
     known_ = freeBytes.has_value();
   }
 
-  /// How often somebody has asked.
-  [[nodiscard]] int questions() const { return questions_; }
+  /// How often `freeBytes` has been called.
+  [[nodiscard]] int queries() const { return queries_; }
 
   [[nodiscard]] std::optional<std::uint64_t> freeBytes(const std::filesystem::path&) const override {
-    ++questions_;
+    ++queries_;
     if (!known_) return std::nullopt;
     return bytes_;
   }
@@ -35,7 +35,7 @@ class FixedVolumeInfo final : public VolumeInfo {
  private:
   std::atomic<std::uint64_t> bytes_ = 0;
   std::atomic<bool> known_ = false;
-  mutable std::atomic<int> questions_ = 0;
+  mutable std::atomic<int> queries_ = 0;
 };
 
 }  // namespace tq

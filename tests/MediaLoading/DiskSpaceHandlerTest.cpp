@@ -78,14 +78,14 @@ TEST_F(DiskSpaceHandler, AnotherStartBeginsTheIntervalAnewWithOneTimer) {
   for (int start = 0; start < 2; ++start) {
     handler_->startMonitoringDiskSpace();
     loop_->advance(9'999ms);
-    EXPECT_EQ(volume_->questions(), 0);
+    EXPECT_EQ(volume_->queries(), 0);
   }
   loop_->advance(1ms);
-  EXPECT_EQ(volume_->questions(), 1);
+  EXPECT_EQ(volume_->queries(), 1);
   handler_->stopMonitoringDiskSpace();
   handler_->stopMonitoringDiskSpace();
   loop_->advance(1h);
-  EXPECT_EQ(volume_->questions(), 1);
+  EXPECT_EQ(volume_->queries(), 1);
 }
 
 TEST(FreeSpace, IsAskedOfTheNearestFolderThatExists) {

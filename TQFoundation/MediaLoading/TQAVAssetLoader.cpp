@@ -1,5 +1,6 @@
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
@@ -10,41 +11,66 @@ std::string kNetworkErrorDomain = "Network Error";
 std::int64_t kiCloudDownloadNetworkError = 81;
 std::int64_t kiCloudDownloadDiskFullError = 111;
 
+namespace {
+
+// How long a cancel respects a report on another thread. It is long enough for a thread that has been
+// preempted just before it calls the delegate, and too short for anybody to wait for in vain.
+constexpr std::chrono::milliseconds kLongestMeeting{100};
+
+}  // namespace
+
 std::shared_ptr<TQAVAssetLoader> TQAVAssetLoader::initWithVideos(
     Videos videos, std::weak_ptr<TQAVAssetLoadProtocol> withDelegate, TQAVAssetLoaderPorts ports) {
-  return std::make_shared<TQAVAssetLoader>(std::move(videos), std::move(withDelegate), std::move(ports));
+  return std::shared_ptr<TQAVAssetLoader>(
+      new TQAVAssetLoader(std::move(videos), std::move(withDelegate), std::move(ports)));
 }
 
 TQAVAssetLoader::TQAVAssetLoader(Videos videos, std::weak_ptr<TQAVAssetLoadProtocol> delegate,
                                  TQAVAssetLoaderPorts ports)
-    : ports_(std::move(ports)), delegate_(std::move(delegate)), videos_(std::move(videos)) {}
+    : ports_(std::move(ports)),
+      delegate_(std::move(delegate)),
+      videos_(std::make_shared<const Videos>(std::move(videos))) {}
 
 void TQAVAssetLoader::startLoad() {
+  {
+    // The end that the delegate is receiving is none any more: a cancel that meets it has to be reported.
+    const MutexLock lock(mutex_);
+    if (report_) report_->isEnd = false;
+  }
   qx_setupVideoAssetDownloadInformation();
 }
 
 void TQAVAssetLoader::cancelLoad() {
-  const State before = state_.exchange(State::cancelled);
+  const bool endComesFirst = !cancelBeforeEnd();
   qx_cancelCloudSharedVideoDownload();
   if (const auto request = videoRequestIdentifier()) ports_.photos->cancelImageRequest(request);
-  const bool tooLate = before == State::telling && tellingThread_ != std::this_thread::get_id();
-  if (tooLate) return;
-  if (const auto told = delegate()) told->loadingCancelled();
+  if (endComesFirst) return;
+  awaitReport();
+  if (const auto receiver = delegate()) receiver->loadingCancelled();
+}
+
+// Returns false if the delegate has just begun to receive an end on another thread.
+bool TQAVAssetLoader::cancelBeforeEnd() {
+  const MutexLock lock(mutex_);
+  downloadCancelled_ = true;
+  if (!report_ || !report_->isEnd || report_->thread == std::this_thread::get_id()) return true;
+  return std::chrono::steady_clock::now() - report_->begin >= kLongestMeeting;
+}
+
+void TQAVAssetLoader::awaitReport() {
+  const MutexLock lock(mutex_);
+  while (report_ && report_->thread != std::this_thread::get_id()) {
+    if (!reportReturned_.waitUntil(mutex_, report_->begin + kLongestMeeting)) return;
+  }
 }
 
 void TQAVAssetLoader::qx_setupVideoAssetDownloadInformation() {
-  ports_.setUpQueue->async([self = shared_from_this(), batch = videos_] {
-    for (const auto& video : batch) {
+  ports_.setUpQueue->async([self = shared_from_this(), batch = videos_.get()] {
+    for (const auto& video : *batch) {
       if (self->downloadCancelled()) return;
       self->ports_.mainQueue->sync([&] { self->recordVideo(video); });
     }
-    self->ports_.mainQueue->sync([&] {
-      if (self->qx_isLoadCompleted()) {
-        self->qx_notifyLoadCompletion();
-      } else {
-        self->qx_startLoading();
-      }
-    });
+    self->ports_.mainQueue->sync([&] { self->startOrRetry(); });
   });
 }
 
@@ -53,7 +79,24 @@ void TQAVAssetLoader::recordVideo(const std::shared_ptr<const PHAsset>& video) {
   if (information_.add(video)) ++numberOfVideosToDownload_;
 }
 
-// A second start finds the first one's video in flight and leaves it alone.
+// A failure leaves videos counted as finished that are not loaded: each start counts afresh.
+void TQAVAssetLoader::startOrRetry() {
+  if (videoInFlight_) {
+    restartWanted_ = restartWanted_ || errorReported_;
+    return;
+  }
+  batchIsOpen_ = true;
+  errorReported_ = false;
+  const auto missing = static_cast<std::int64_t>(information_.countNotLoaded());
+  numberOfVideosDownloaded_ = std::max<std::int64_t>(numberOfVideosToDownload_ - missing, 0);
+  downloadProgress_ = static_cast<double>(numberOfVideosDownloaded_);
+  if (qx_isLoadCompleted()) {
+    qx_notifyLoadCompletion();
+  } else {
+    qx_startLoading();
+  }
+}
+
 void TQAVAssetLoader::qx_startLoading() {
   if (downloadCancelled() || videoInFlight_) return;
   const auto* const next = information_.firstNotLoaded();
@@ -84,23 +127,29 @@ bool TQAVAssetLoader::qx_isMovieLoadedForMediaIdentifier(const std::string& iden
 void TQAVAssetLoader::qx_notifyStartDownloadIfRequired() {
   if (std::exchange(downloadStarted_, true)) return;
   ports_.mainQueue->async([self = shared_from_this()] {
-    if (const auto told = self->delegate()) told->loadingStarted();
+    if (const auto receiver = self->delegate()) receiver->loadingStarted();
   });
 }
 
 void TQAVAssetLoader::qx_notifyLoadCompletion() {
+  const auto videos = videos_.get();
   TQLoadedAssets assets;
-  assets.reserve(videos_.size());
-  for (const auto& video : videos_) {
+  assets.reserve(videos->size());
+  for (const auto& video : *videos) {
     const auto* const entry = video ? information_.find(video->localIdentifier()) : nullptr;
     if (entry != nullptr) assets.push_back(entry->asset);
   }
-  tellEnd([&](TQAVAssetLoadProtocol& told) { told.loadingCompleted(assets); });
+  batchIsOpen_ = false;
+  report(true, [&](TQAVAssetLoadProtocol& receiver) { receiver.loadingCompleted(assets); });
 }
 
+// Whether the batch ends with the error shows only here: meanwhile the video may have ended either way.
 void TQAVAssetLoader::qx_notifyLoadingErrorIfNeeded(const NSError& error) {
   ports_.mainQueue->async([self = shared_from_this(), error] {
-    self->tellEnd([&](TQAVAssetLoadProtocol& told) { told.loadingFailedWithError(error); });
+    const bool isEnd = self->batchIsOpen_ && !self->videoInFlight_;
+    if (isEnd) self->batchIsOpen_ = false;
+    self->errorReported_ = true;
+    self->report(isEnd, [&](TQAVAssetLoadProtocol& receiver) { receiver.loadingFailedWithError(error); });
   });
 }
 
@@ -109,7 +158,8 @@ void TQAVAssetLoader::qx_loadVideoWithIdentifier(const std::string& identifier) 
   if (entry == nullptr) return;
   if (!qx_checkDiskSpaceAvailable())
     return qx_notifyLoadingErrorIfNeeded({.domain = "Disk Full", .code = kiCloudDownloadDiskFullError});
-  videoInFlight_ = true;
+  videoInFlight_ = identifier;
+  ++loadsBegun_;
   const auto video = entry->video;
   qx_loadCloudLibraryVideo(video);
 }
@@ -119,7 +169,7 @@ bool TQAVAssetLoader::qx_checkDiskSpaceAvailable() const {
 }
 
 void TQAVAssetLoader::qx_loadCloudLibraryVideo(const std::shared_ptr<const PHAsset>& video) {
-  libraryErrorTold_ = false;
+  libraryErrorReported_ = false;
   auto onProgress = [self = shared_from_this()](double fraction, const std::optional<NSError>& error, bool&,
                                                 const PHImageInfo&) {
     const double overall = self->overallFraction(fraction);
@@ -131,9 +181,9 @@ void TQAVAssetLoader::qx_loadCloudLibraryVideo(const std::shared_ptr<const PHAss
 
 void TQAVAssetLoader::libraryProgress(double overall, const std::optional<NSError>& error) {
   if (downloadCancelled()) return;
-  tellProgress(overall);
+  report(false, [&](TQAVAssetLoadProtocol& receiver) { receiver.loadingProgress(overall); });
   if (!error) return;
-  libraryErrorTold_ = true;
+  libraryErrorReported_ = true;
   qx_notifyLoadingErrorIfNeeded(*error);
 }
 
@@ -141,15 +191,14 @@ void TQAVAssetLoader::libraryAssetArrived(const std::shared_ptr<const PHAsset>& 
                                           const LibraryAsset& asset) {
   if (!asset) {
     ++numberOfVideosDownloaded_;
-    videoInFlight_ = false;
-    if (!libraryErrorTold_) failWithNetworkError();
-    return;
+    if (!libraryErrorReported_) failWithNetworkError();
+    return videoFailed();
   }
   qx_setMovieLoadedForAsset(asset, video->localIdentifier());
   videoFinished();
 }
 
-// The library's answer goes to `arrived` on the main queue, unless the load is cancelled by then.
+// The library's result goes to `arrived` on the main queue, unless the load is cancelled by then.
 void TQAVAssetLoader::requestAsset(const std::shared_ptr<const PHAsset>& video, PHVideoRequestOptions options,
                                    Arrival arrived) {
   auto onResult = [self = shared_from_this(), video, arrived](LibraryAsset asset, const PHImageInfo&) {
@@ -170,7 +219,8 @@ double TQAVAssetLoader::overallFraction(double fraction) const {
 void TQAVAssetLoader::videoFinished() {
   ++numberOfVideosDownloaded_;
   downloadProgress_ = downloadProgress_ + 1.0;
-  videoInFlight_ = false;
+  videoInFlight_.reset();
+  restartWanted_ = false;  // going on is all that it wants
   if (qx_isLoadCompleted()) {
     qx_notifyLoadCompletion();
   } else {
@@ -178,24 +228,29 @@ void TQAVAssetLoader::videoFinished() {
   }
 }
 
+void TQAVAssetLoader::videoFailed() {
+  videoInFlight_.reset();
+  if (std::exchange(restartWanted_, false)) startOrRetry();
+}
+
 void TQAVAssetLoader::failWithNetworkError() {
   qx_notifyLoadingErrorIfNeeded({.domain = kNetworkErrorDomain, .code = kNetworkErrorCode});
 }
 
-void TQAVAssetLoader::tellProgress(double overall) {
-  if (downloadCancelled()) return;
-  if (const auto told = delegate()) told->loadingProgress(overall);
-}
-
-// Of an end and a cancel on another thread, whoever changes the state first is told and the other is not.
-void TQAVAssetLoader::tellEnd(const std::function<void(TQAVAssetLoadProtocol&)>& tell) {
-  tellingThread_ = std::this_thread::get_id();
-  State before = State::open;
-  if (!state_.compare_exchange_strong(before, State::telling) && before == State::cancelled) return;
-  if (const auto told = delegate()) tell(*told);
-  if (before != State::open) return;
-  State mine = State::telling;
-  state_.compare_exchange_strong(mine, State::open);
+void TQAVAssetLoader::report(bool isEnd, const Call& call) {
+  std::optional<Report> outer{
+      {.isEnd = isEnd, .thread = std::this_thread::get_id(), .begin = std::chrono::steady_clock::now()}};
+  {
+    const MutexLock lock(mutex_);
+    if (downloadCancelled_) return;
+    std::swap(outer, report_);
+  }
+  if (const auto receiver = delegate()) call(*receiver);
+  {
+    const MutexLock lock(mutex_);
+    report_ = outer;
+  }
+  reportReturned_.notifyAll();
 }
 
 }  // namespace tq

@@ -41,23 +41,22 @@ void TQAVAssetLoader::sharedAssetArrived(const std::shared_ptr<const PHAsset>& v
                                          const LibraryAsset& asset) {
   const auto* const remote = dynamic_cast<const AVURLAsset*>(asset.get());
   if (remote != nullptr) return qx_loadCloudSharedAVURLAsset(*remote, video);
-  videoInFlight_ = false;
   failWithNetworkError();
+  videoFailed();
 }
 
 void TQAVAssetLoader::qx_loadCloudSharedAVURLAsset(const AVURLAsset& asset,
-                                                   const std::shared_ptr<const PHAsset>& forVideo) {
+                                                   const std::shared_ptr<const PHAsset>&) {
   if (!canNameAFile(cacheName(asset.url()))) {
-    videoInFlight_ = false;
-    return failWithNetworkError();
+    failWithNetworkError();
+    return videoFailed();
   }
   const auto temporary =
       ports_.temporaryDirectory.empty() ? NSTemporaryDirectory() : ports_.temporaryDirectory;
   const auto path = locationOfiCloudMovieAtURL(asset.url(), temporary);
-  sharedIdentifier_ = forVideo->localIdentifier();
   sharedFile_ = URL::fileURLWithPath(path);
   if (NSFileManager::isRegularFile(path)) return sharedFileReady();
-  // Without the folder the download itself fails, and says why.
+  // Without the folder the download itself fails, with a reason.
   static_cast<void>(NSFileManager::createDirectory(path.parent_path()));
   qx_downloadVideoAtLocation(asset.url(), *sharedFile_);
 }
@@ -66,6 +65,7 @@ void TQAVAssetLoader::qx_downloadVideoAtLocation(const URL& remote, const URL& l
   const auto downloader =
       TQFileDownloader::make({.makeSession = ports_.makeSession, .mainQueue = ports_.mainQueue});
   fileDownloader_.set(downloader);
+  sharedFile_ = local;
   downloader->setDownloadDelegate(weak_from_this());
   downloader->downloadFileAtRemoteLocation(remote, local);
   // A cancel on another thread may have found the downloader before it had anything to cancel.
@@ -78,8 +78,10 @@ void TQAVAssetLoader::qx_cancelCloudSharedVideoDownload() {
 
 // By the time of the second hop the video may be done, and its fraction part of the next one's base.
 void TQAVAssetLoader::fileDownloadingProgress(double fraction) {
-  ports_.mainQueue->async([self = shared_from_this(), fraction, finished = numberOfVideosDownloaded_] {
-    if (self->numberOfVideosDownloaded_ == finished) self->tellProgress(self->overallFraction(fraction));
+  ports_.mainQueue->async([self = shared_from_this(), fraction, load = loadsBegun_] {
+    if (!self->videoInFlight_ || self->loadsBegun_ != load) return;
+    const double overall = self->overallFraction(fraction);
+    self->report(false, [&](TQAVAssetLoadProtocol& receiver) { receiver.loadingProgress(overall); });
   });
 }
 
@@ -87,15 +89,16 @@ void TQAVAssetLoader::didFinishFileDownloadingAtURL(const URL&) {
   if (!downloadCancelled()) sharedFileReady();
 }
 
+// Only the first error of a download is the end of its video: another one may be in flight by the second.
 void TQAVAssetLoader::didFinishFileDownloadingWithError(const std::optional<NSError>& error) {
   if (!error) return;
-  videoInFlight_ = false;
   qx_notifyLoadingErrorIfNeeded(*error);
+  if (std::exchange(sharedFile_, std::nullopt)) videoFailed();
 }
 
 void TQAVAssetLoader::sharedFileReady() {
-  if (const auto file = std::exchange(sharedFile_, std::nullopt))
-    qx_setMovieLoadedForAsset(std::make_shared<AVURLAsset>(*file), sharedIdentifier_);
+  const auto file = std::exchange(sharedFile_, std::nullopt);
+  if (file && videoInFlight_) qx_setMovieLoadedForAsset(std::make_shared<AVURLAsset>(*file), *videoInFlight_);
   videoFinished();
 }
 

@@ -31,4 +31,9 @@ const TQVideoAssetTable::Entry* TQVideoAssetTable::firstNotLoaded() {
   return firstCandidate_ < entries_.size() ? &entries_[firstCandidate_] : nullptr;
 }
 
+std::size_t TQVideoAssetTable::countNotLoaded() const {
+  const auto notLoaded = [](const Entry& entry) { return entry.asset == nullptr; };
+  return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), notLoaded));
+}
+
 }  // namespace tq

@@ -25,10 +25,10 @@ class TQ_API TQVideoAssetTable {
     std::shared_ptr<AVAsset> asset;  ///< Null marks a video that is not loaded.
   };
 
-  /// Adds `video`, not loaded. False, and nothing changes, when its identifier has an entry.
+  /// Adds `video`, not loaded. Returns false, and changes nothing, if its identifier has an entry.
   bool add(std::shared_ptr<const PHAsset> video);
 
-  /// Stores what is known of `identifier`, null for "not loaded"; one without an entry gets one.
+  /// Stores the asset of `identifier`, null for "not loaded". Adds an entry if there is none.
   void set(const std::string& identifier, std::shared_ptr<AVAsset> asset);
 
   /// The entry of `identifier`, or null. Valid until the table changes.
@@ -36,6 +36,9 @@ class TQ_API TQVideoAssetTable {
 
   /// The first entry that is not loaded, or null. Valid until the table changes.
   [[nodiscard]] const Entry* firstNotLoaded();
+
+  /// How many entries are not loaded. Looks at all of them.
+  [[nodiscard]] std::size_t countNotLoaded() const;
 
   [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
 

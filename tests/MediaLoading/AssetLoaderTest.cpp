@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "TQFoundation/MediaLoading/TQAVAssetLoader.h"
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 #include "TQFoundationTesting/FakeImageManager.h"
 #include "TQFoundationTesting/FakeURLSession.h"
 #include "TQFoundationTesting/FixedVolumeInfo.h"
 #include "TQFoundationTesting/ManualQueue.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {
@@ -38,29 +42,37 @@ class Screen final : public TQAVAssetLoadProtocol {
   const Step step;
 };
 
-// A photo library that lets a test step in before anybody knows a new request's identifier.
+// A photo library that lets a test step in before a new request's identifier is known, and before a cancel.
 class SteppedInto final : public PHImageManager {
  public:
   using Step = std::function<void()>;
-  SteppedInto(std::shared_ptr<PHImageManager> photos, Step step) : photos_(std::move(photos)), step_(step) {}
+  SteppedInto(std::shared_ptr<PHImageManager> photos, Step step, Step cancelStep)
+      : photos_(std::move(photos)), step_(std::move(step)), cancelStep_(std::move(cancelStep)) {}
   PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> video, PHVideoRequestOptions options,
                                           ResultHandler resultHandler) override {
     const auto id = photos_->requestAVAssetForVideo(video, std::move(options), std::move(resultHandler));
     if (step_) step_();
     return id;
   }
-  void cancelImageRequest(PHImageRequestID request) override { photos_->cancelImageRequest(request); }
+  void cancelImageRequest(PHImageRequestID request) override {
+    cancelStep_();
+    photos_->cancelImageRequest(request);
+  }
 
  private:
   const std::shared_ptr<PHImageManager> photos_;
   const Step step_;
+  const Step cancelStep_;
 };
 
 // A host that sends videos of a shared album down the path for shared videos.
 class SharingLoader final : public TQAVAssetLoader {
  public:
   using TQAVAssetLoader::qx_isMovieLoadedForMediaIdentifier;
-  using TQAVAssetLoader::TQAVAssetLoader;
+  using TQAVAssetLoader::qx_setMovieNotLoadedForMediaIdentifier;
+  SharingLoader(const Videos& videos, const std::shared_ptr<Screen>& screen,
+                const TQAVAssetLoaderPorts& ports)
+      : TQAVAssetLoader(videos, screen, ports) {}
 
  protected:
   void qx_loadCloudLibraryVideo(const std::shared_ptr<const PHAsset>& video) override {
@@ -81,12 +93,18 @@ class AssetLoader : public testing::Test {
     TQAVAssetLoader::Videos videos;
     for (const auto& name : names) videos.push_back(std::make_shared<const PHAsset>(name));
     screen_ = std::make_shared<Screen>(std::move(step_));
-    const TQAVAssetLoaderPorts ports{.photos = std::make_shared<SteppedInto>(photos_, duringRequest_),
-                                     .volumes = volume_,
-                                     .makeSession = network_->maker(),
-                                     .mainQueue = queue_,
-                                     .setUpQueue = queue_,
-                                     .temporaryDirectory = folder_.path()};
+    const auto onCancel = [this] { EXPECT_TRUE(!loader_ || loader_->downloadCancelled()); };
+    const TQAVAssetLoaderPorts ports{
+        .photos = std::make_shared<SteppedInto>(photos_, duringRequest_, onCancel),
+        .volumes = volume_,
+        .makeSession =
+            [this](const auto& configuration, auto delegate) {
+              if (duringDownload_) duringDownload_();
+              return network_->maker()(configuration, std::move(delegate));
+            },
+        .mainQueue = queue_,
+        .setUpQueue = queue_,
+        .temporaryDirectory = folder_.path()};
     loader_ = std::make_shared<SharingLoader>(videos, screen_, ports);
   }
   void start() {
@@ -103,7 +121,7 @@ class AssetLoader : public testing::Test {
     return *dynamic_cast<const AVURLAsset&>(*asset).url().filePath();
   }
   void addShared(const std::string& identifier, const std::string& url) {
-    photos_->add(identifier, {.asset = std::make_shared<AVURLAsset>(*URL::parse(url))});
+    photos_->add(identifier, {.inCloud = true, .asset = std::make_shared<AVURLAsset>(*URL::parse(url))});
   }
 
   TemporaryFolder folder_;
@@ -114,12 +132,14 @@ class AssetLoader : public testing::Test {
   std::shared_ptr<FixedVolumeInfo> volume_ = std::make_shared<FixedVolumeInfo>(kMinDiskspace + 1);
   Screen::Step step_;                // the next screen's
   SteppedInto::Step duringRequest_;  // the next loader's
+  SteppedInto::Step duringDownload_;
   std::shared_ptr<Screen> screen_;
   std::shared_ptr<SharingLoader> loader_;
 };
 
 TEST_F(AssetLoader, HandsBackTheBatchInItsOrderAndLoadsARepeatedVideoOnce) {
   EXPECT_EQ(load({}), (Words{"completed"}));
+  step_ = [&](const std::string& word) { EXPECT_TRUE(word != "started" || photos_->requestsMade() > 0); };
   EXPECT_EQ(load({"b", "a", "b", "c"}), (Words{"started", "completed"}));
   ASSERT_EQ(screen_->assets.size(), 4U);
   EXPECT_EQ(screen_->assets[0], screen_->assets[2]);
@@ -127,6 +147,10 @@ TEST_F(AssetLoader, HandsBackTheBatchInItsOrderAndLoadsARepeatedVideoOnce) {
   start();
   EXPECT_EQ(screen_->words, (Words{"started", "completed", "completed"}));
   EXPECT_EQ(photos_->requestsMade(), 3U);
+  loader_->qx_setMovieNotLoadedForMediaIdentifier("b");
+  start();
+  EXPECT_TRUE(screen_->words.size() == 4 && screen_->assets[2]);
+  EXPECT_EQ(photos_->requestsMade(), 4U);
 }
 
 TEST_F(AssetLoader, ProgressIsThatOfTheWholeBatchAndASecondStartLeavesTheVideoInFlightAlone) {
@@ -163,6 +187,124 @@ TEST_F(AssetLoader, AnErrorOfTheLibraryIsToldOnceAndItsResultDecides) {
   EXPECT_TRUE(loader_->qx_isMovieLoadedForMediaIdentifier("never heard of"));
 }
 
+// A batch of which one video fails in the ways there are, and a screen that has it tried again. Once a start
+// waits for the end of the video in flight; once the screen itself is inside the failure.
+TEST_F(AssetLoader, AStartAfterAFailureTriesWhatIsNotLoadedYet) {
+  const NSError lost{.domain = "library", .code = 7};
+  addShared("shared", "http://nowhere/clip");
+  for (const auto& [video, failing] : {std::pair<const char*, FakeVideo>{"b", {.hasAsset = false}},
+                                       {"b", {.error = lost, .hasAsset = false}},
+                                       {"b", {.error = lost, .hasAsset = false, .stalls = true}},
+                                       {"shared", {}}}) {
+    SCOPED_TRACE(video + std::to_string(failing.error.has_value()) + std::to_string(failing.stalls));
+    const bool isShared = video != std::string("b");
+    if (!isShared) photos_->add(video, failing);
+    int failures = 0;
+    step_ = [&](const std::string& word) {
+      if (word != "failed") return;
+      if (++failures == 3) isShared ? addShared("shared", "http://host/ok") : photos_->add("b");
+      loader_->startLoad();
+      loader_->startLoad();
+    };
+    network_->add("http://host/ok", {.body = "film"});
+    const auto before = photos_->requestsMade();
+    load({"a", video, "c"});
+    for (int i = 0; i < 3; ++i) {
+      photos_->finish();
+      queue_->run();
+    }
+    EXPECT_EQ(failures, 3);
+    EXPECT_EQ(photos_->requestsMade() - before, 6U);
+    EXPECT_EQ(screen_->words.back(), "completed");
+    EXPECT_EQ(std::count(screen_->words.begin(), screen_->words.end(), "completed"), 1);
+    EXPECT_EQ(std::count(screen_->assets.begin(), screen_->assets.end(), nullptr), 0);
+  }
+}
+
+// A screen that is called on another thread than the one that cancels, and cancels from inside its callbacks.
+class SlowScreen final : public TQAVAssetLoadProtocol {
+ public:
+  void loadingStarted() override {}
+  void loadingProgress(double) override { onProgress(); }
+  void loadingCompleted(const TQLoadedAssets&) override { onEnd(); }
+  void loadingFailedWithError(const NSError&) override { onEnd(); }
+  void loadingCancelled() override {
+    ++cancels;
+    inOrder = !insideProgress;
+  }
+  void cancelOnAnotherThread() {
+    std::thread([this] { loader->cancelLoad(); }).join();
+  }
+  std::function<void()> onProgress, onEnd;
+  std::shared_ptr<TQAVAssetLoader> loader;
+  std::atomic<bool> insideProgress = false;
+  std::atomic<bool> inOrder = false;
+  std::atomic<int> cancels = 0;
+};
+
+class AssetLoaderThreads : public testing::Test {
+ protected:
+  void load(FakeVideo video) {
+    photos_->add("a", std::move(video));
+    screen_ = std::make_shared<SlowScreen>();
+    screen_->onProgress = onProgress_;
+    screen_->onEnd = onEnd_;
+    screen_->loader =
+        TQAVAssetLoader::initWithVideos(photos_->videos(), screen_,
+                                        {.photos = photos_,
+                                         .volumes = std::make_shared<FixedVolumeInfo>(kMinDiskspace + 1),
+                                         .mainQueue = main_});
+    screen_->loader->startLoad();
+    EXPECT_TRUE(eventually([&] { return screen_->cancels > 0; }));
+    main_->sync([] {});  // the callback has returned
+    const std::weak_ptr<TQAVAssetLoader> weak = std::exchange(screen_->loader, nullptr);
+    EXPECT_TRUE(eventually([&] { return weak.expired(); }));
+  }
+  const std::shared_ptr<DispatchQueue> main_ = DispatchQueue::serial();
+  const std::shared_ptr<FakeImageManager> photos_ = FakeImageManager::make();
+  std::function<void()> onProgress_ = [] {};
+  std::function<void()> onEnd_ = [] {};
+  std::shared_ptr<SlowScreen> screen_;
+};
+
+TEST_F(AssetLoaderThreads, OnlyAnEndKeepsACancelOnAnotherThreadSilentAndNotForLong) {
+  const NSError lost{.domain = "library", .code = 7};
+  onEnd_ = [&] { screen_->cancelOnAnotherThread(); };
+  load({.error = lost, .stalls = true});  // the video goes on: that was no end
+  EXPECT_EQ(screen_->cancels, 1);
+  for (const bool startsAgain : {false, true}) {
+    onEnd_ = [&] {
+      if (startsAgain) screen_->loader->startLoad();
+      screen_->cancelOnAnotherThread();
+      EXPECT_TRUE(screen_->cancels > 0 || !startsAgain);
+      std::this_thread::sleep_for(std::chrono::milliseconds(110));
+      screen_->cancelOnAnotherThread();
+      EXPECT_GT(screen_->cancels, 0);
+    };
+    load({.hasAsset = startsAgain});
+    load({.hasAsset = !startsAgain});
+  }
+}
+
+TEST_F(AssetLoaderThreads, ACancelLetsTheProgressUnderWayReturnFirst) {
+  constexpr int kRounds = 50;
+  int inOrder = 0;
+  std::thread canceller;
+  onProgress_ = [&] {
+    screen_->insideProgress = true;
+    canceller = std::thread([&] { screen_->loader->cancelLoad(); });
+    while (!screen_->loader->downloadCancelled()) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    screen_->insideProgress = false;
+  };
+  for (int round = 0; round < kRounds; ++round) {
+    load({.progress = {0.5}});
+    canceller.join();
+    inOrder += screen_->inOrder ? 1 : 0;
+  }
+  EXPECT_GT(inOrder, kRounds / 2);  // all, unless this machine stands still for 100 ms
+}
+
 // One batch with all it can meet, cancelled before its first step, its second, and so on to its end.
 TEST_F(AssetLoader, ACancelAtAnyStepIsTheLastThingTold) {
   network_->add("http://host/clip.mov", {.body = "film", .progress = {2}});
@@ -179,9 +321,11 @@ TEST_F(AssetLoader, ACancelAtAnyStepIsTheLastThingTold) {
     loader_->cancelLoad();
     EXPECT_EQ(screen_->words.back(), "cancelled");
     const auto before = screen_->words.size();
+    const auto requests = photos_->requestsMade();
     queue_->run();
     if (screen_->words.back() == "started") screen_->words.pop_back();
     EXPECT_EQ(screen_->words.size(), before);
+    EXPECT_EQ(photos_->requestsMade(), requests);
     const std::weak_ptr<SharingLoader> weak = std::exchange(loader_, nullptr);
     EXPECT_TRUE(weak.expired());
   }
@@ -199,12 +343,15 @@ TEST_F(AssetLoader, ACancelReachesTheRequestAndTheDownload) {
   duringRequest_ = {};
   network_->add("http://host/slow", {.progress = {1}, .expected = 10, .stalls = true});
   addShared("shared", "http://host/slow");
-  load({"shared"});
-  const std::weak_ptr<TQFileDownloader> download = loader_->fileDownloader();
-  loader_->cancelLoad();
-  loader_.reset();
-  queue_->run();
-  EXPECT_TRUE(download.expired());  // the session has let go of it: the transfer has ended
+  for (const bool atItsStart : {false, true}) {
+    if (atItsStart) duringDownload_ = [&] { loader_->cancelLoad(); };
+    load({"shared"});
+    const std::weak_ptr<TQFileDownloader> download = loader_->fileDownloader();
+    loader_->cancelLoad();
+    loader_.reset();
+    queue_->run();
+    EXPECT_TRUE(download.expired());  // the session has let go of it: the transfer has ended
+  }
 }
 
 TEST_F(AssetLoader, MayBeReleasedOrCancelledInsideItsOwnCallbacks) {
@@ -239,6 +386,16 @@ TEST_F(AssetLoader, FetchesASharedVideoIntoItsCacheOnceForAllQueries) {
   const auto file = folder_ / "iCloudVideos/c%2Fi.mov";
   for (const auto& asset : screen_->assets) EXPECT_EQ(fileOf(asset), file);
   EXPECT_EQ(readFile(file), "film");
+}
+
+TEST_F(AssetLoader, LateProgressOfASharedVideoIsNotThatOfTheNextOne) {
+  network_->add("http://host/clip", {.stalls = true});
+  addShared("shared", "http://host/clip");
+  load({"shared", "a"});
+  loader_->fileDownloadingProgress(1);
+  loader_->didFinishFileDownloadingAtURL(*URL::parse("http://host/clip"));
+  queue_->run();
+  EXPECT_EQ(screen_->words, (Words{"started", "completed"}));
 }
 
 TEST_F(AssetLoader, ASharedVideoThatCannotBeHadEndsTheBatchWithOneError) {

@@ -61,17 +61,23 @@ std::int32_t zoneBegin(icu::FieldPositionIterator& fields, const icu::UnicodeStr
   return text.length();
 }
 
-/// Returns how many digits stand in each row of digits in the first `length` units of `text`.
-std::vector<int> digitRuns(const icu::UnicodeString& text, std::int32_t length) {
-  std::vector<int> runs;
-  bool isInRun = false;
+bool isDigit(UChar32 c) {
+  constexpr UChar32 kBeyondASCII = 0x80;
+  return c < kBeyondASCII ? c >= '0' && c <= '9' : u_isdigit(c) != 0;
+}
+
+/// Calls `found` with the number of digits of each number in the first `length` units of `text`.
+template <class Found>
+void forEachNumber(const icu::UnicodeString& text, std::int32_t length, const Found& found) {
+  int digits = 0;
   for (std::int32_t at = 0; at < length; at = text.moveIndex32(at, 1)) {
-    const bool isDigit = u_isdigit(text.char32At(at)) != 0;
-    if (isDigit && !isInRun) runs.push_back(0);
-    if (isDigit) ++runs.back();
-    isInRun = isDigit;
+    if (isDigit(text.char32At(at))) {
+      ++digits;
+    } else if (digits > 0) {
+      found(std::exchange(digits, 0));
+    }
   }
-  return runs;
+  if (digits > 0) found(digits);
 }
 
 /// ICU's formatter of a pattern, and the calendar it counts with.
@@ -86,8 +92,9 @@ class IcuDateFormat {
   static std::unique_ptr<const IcuDateFormat> make(std::string_view pattern, const Locale& locale) {
     const icu::Locale name(locale.identifier().c_str());
     UErrorCode status = U_ZERO_ERROR;
+    // A zone of ICU's database: `TimeZone::getGMT()` splits each date into fields to find its offset.
     std::unique_ptr<icu::Calendar> calendar(
-        icu::Calendar::createInstance(icu::TimeZone::getGMT()->clone(), name, status));
+        icu::Calendar::createInstance(icu::TimeZone::createTimeZone("Etc/UTC"), name, status));
     auto format = std::make_unique<icu::SimpleDateFormat>(fromUTF8(pattern), name, status);
     if (U_FAILURE(status)) return nullptr;
     calendar->setLenient(false);
@@ -155,19 +162,19 @@ class IcuDateFormat {
     icu::UnicodeString text;
     icu::FieldPositionIterator fields;
     format_->format(*calendar_, text, &fields, status);
-    shortestNumbers_ = digitRuns(text, zoneBegin(fields, text));
+    forEachNumber(text, zoneBegin(fields, text), [&](int digits) { shortestNumbers_.push_back(digits); });
     return U_SUCCESS(status) != 0;
   }
 
   [[nodiscard]] bool hasShortNumber(const icu::UnicodeString& text) const {
-    const std::vector<int> numbers = digitRuns(text, text.length());
+    std::size_t number = 0;
+    bool isShort = false;
+    forEachNumber(text, text.length(), [&](int digits) {
+      if (number < shortestNumbers_.size() && digits < shortestNumbers_[number]) isShort = true;
+      ++number;
+    });
     // One month's name alone may have digits ("M11" in kkj): then it is unknown which number is which.
-    if (!namesZone_ && numbers.size() != shortestNumbers_.size()) return false;
-    const std::size_t count = std::min(numbers.size(), shortestNumbers_.size());
-    for (std::size_t number = 0; number < count; ++number) {
-      if (numbers[number] < shortestNumbers_[number]) return true;
-    }
-    return false;
+    return isShort && (namesZone_ || number == shortestNumbers_.size());
   }
 
   std::unique_ptr<icu::SimpleDateFormat> format_;

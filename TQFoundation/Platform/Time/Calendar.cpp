@@ -18,9 +18,12 @@
 namespace tq {
 namespace {
 
-constexpr double kSecond = 1000;
-constexpr double kDay = 86'400 * kSecond;
-constexpr double kFarthest = 1.9e17;  // no day that is counted is farther, and days up to here fit
+using internal::CivilDay;
+using internal::IcuCalendarSystem;
+using internal::kDay;
+using internal::kSecond;
+
+constexpr double kFarthest = 1.9e17;  // milliseconds; beyond all days that ICU counts, within 64 bits
 
 using Component = Calendar::Component;
 
@@ -70,7 +73,7 @@ std::int64_t timeComponent(Component component, double time) {
   }
 }
 
-void putPlace(const IcuCivil::Place& place, ComponentSet wanted, DateComponents& parts) {
+void putPlace(const IcuCalendarSystem::Place& place, ComponentSet wanted, DateComponents& parts) {
   if (wanted.contains(Component::era)) parts.era = place.era;
   if (wanted.contains(Component::year)) parts.year = place.year;
   if (wanted.contains(Component::month)) {
@@ -83,27 +86,28 @@ void putPlace(const IcuCivil::Place& place, ComponentSet wanted, DateComponents&
 
 constexpr std::int64_t kNoMonth = std::int64_t{1} << 40;  // farther than any, and safe to count with
 
-// Which era a year without one belongs to.
+// Its era is the default.
 constexpr CivilDay kNowadays = 25'567;  // 2040-01-01
 
 }  // namespace
 
 Calendar Calendar::withSystemOf(const std::string& icuLocale, const TimeZone& timeZone,
                                 const Locale& locale) {
-  const icu::TimeZone& none = *icu::TimeZone::getGMT();
+  // A zone of ICU's database: `TimeZone::getGMT()` splits each date into fields to find its offset.
+  const std::unique_ptr<const icu::TimeZone> inUTC(icu::TimeZone::createTimeZone("Etc/UTC"));
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::Calendar> calendar(
-      icu::Calendar::createInstance(none, icu::Locale(icuLocale.c_str()), status));
+      icu::Calendar::createInstance(*inUTC, icu::Locale(icuLocale.c_str()), status));
   if (U_FAILURE(status)) {
     status = U_ZERO_ERROR;
-    calendar = std::make_unique<icu::GregorianCalendar>(none, status);
+    calendar = std::make_unique<icu::GregorianCalendar>(*inUTC, status);
   }
   calendar->setLenient(1);
   const int firstWeekday = calendar->getFirstDayOfWeek(status);
   const int minimumDays = calendar->getMinimalDaysInFirstWeek();
   const std::string identifier = calendar->getType();
-  return Calendar(std::shared_ptr<const Data>(
-      new Data{identifier, timeZone, locale, firstWeekday, minimumDays, IcuCivil(std::move(calendar))}));
+  return Calendar(std::shared_ptr<const Data>(new Data{identifier, timeZone, locale, firstWeekday,
+                                                       minimumDays, IcuCalendarSystem(std::move(calendar))}));
 }
 
 std::optional<Calendar> Calendar::make(std::string_view identifier, const TimeZone& timeZone,
@@ -137,42 +141,42 @@ int Calendar::minimumDaysInFirstWeek() const noexcept {
   return data_->minimumDaysInFirstWeek;
 }
 
-std::optional<Calendar::Reading> Calendar::reading(Date date) const {
+std::optional<Calendar::CivilTime> Calendar::civilTime(Date date) const {
   const double shown = data_->timeZone.wallClock(date).time_since_epoch().count();
   if (!(std::abs(shown) < kFarthest)) return {};
   double day = std::floor(shown / kDay);
   // The division may round up to the day that is to come.
   if (day * kDay > shown) --day;
   const auto number = static_cast<CivilDay>(day);
-  if (number < IcuCivil::kFirstDay || number > IcuCivil::kLastDay) return {};
-  return Reading{number, shown - day * kDay};
+  if (number < IcuCalendarSystem::kFirstDay || number > IcuCalendarSystem::kLastDay) return {};
+  return CivilTime{number, shown - day * kDay};
 }
 
-Date Calendar::moment(const Reading& reading) const {
+Date Calendar::moment(const CivilTime& civil) const {
   return data_->timeZone.firstMoment(
-      Date(Date::duration(static_cast<double>(reading.day) * kDay + reading.time)));
+      Date(Date::duration(static_cast<double>(civil.day) * kDay + civil.time)));
 }
 
 Date Calendar::startOfDay(Date date) const {
-  const auto now = reading(date);
+  const auto now = civilTime(date);
   return now ? moment({.day = now->day}) : date;
 }
 
 std::optional<Date> Calendar::date(int bySettingHour, int minute, int second, Date of) const {
   const auto inRange = [](int value, int end) { return value >= 0 && value < end; };
-  const auto now = reading(of);
+  const auto now = civilTime(of);
   if (!now || !inRange(bySettingHour, 24) || !inRange(minute, 60) || !inRange(second, 60)) return {};
   const double seconds = (bySettingHour * 60.0 + minute) * 60 + second;
   return moment({.day = now->day, .time = seconds * kSecond});
 }
 
 std::optional<Date> Calendar::date(const DateComponents& from) const {
-  const auto nowadays = data_->civil.place(kNowadays);
-  const auto day = data_->civil.dayAt({.era = from.era.value_or(nowadays->era),
-                                       .year = from.year.value_or(1),
-                                       .month = std::max(from.month.value_or(1), -kNoMonth) - 1,
-                                       .leapMonth = from.isLeapMonth.value_or(false),
-                                       .day = from.day.value_or(1)});
+  const auto nowadays = data_->system.place(kNowadays);
+  const auto day = data_->system.dayAt({.era = from.era.value_or(nowadays->era),
+                                        .year = from.year.value_or(1),
+                                        .month = std::max(from.month.value_or(1), -kNoMonth) - 1,
+                                        .leapMonth = from.isLeapMonth.value_or(false),
+                                        .day = from.day.value_or(1)});
   if (!day) return {};
   const auto part = [](std::optional<std::int64_t> value) { return static_cast<double>(value.value_or(0)); };
   const double seconds = (part(from.hour) * 60 + part(from.minute)) * 60 + part(from.second);
@@ -185,36 +189,36 @@ std::optional<std::int64_t> Calendar::component(Component component, Date from) 
 
 DateComponents Calendar::dateComponents(ComponentSet components, Date from) const {
   DateComponents parts;
-  const auto now = reading(from);
+  const auto now = civilTime(from);
   if (!now) return parts;
   for (const Component component : kTimeComponents) {
     if (components.contains(component)) parts[component] = timeComponent(component, now->time);
   }
   for (const Component component : {Component::weekday, Component::weekdayOrdinal, Component::weekOfMonth,
                                     Component::weekOfYear, Component::yearForWeekOfYear}) {
-    if (components.contains(component)) parts[component] = data_->civil.field(*fieldOf(component), now->day);
+    if (components.contains(component)) parts[component] = data_->system.field(*fieldOf(component), now->day);
   }
   constexpr ComponentSet kPlace = {Component::era, Component::year, Component::month, Component::day,
                                    Component::quarter};
   if (components.intersects(kPlace)) {
-    if (const auto place = data_->civil.place(now->day)) putPlace(*place, components, parts);
+    if (const auto place = data_->system.place(now->day)) putPlace(*place, components, parts);
   }
   return parts;
 }
 
 std::optional<DateInterval> Calendar::dateInterval(Component of, Date date) const {
-  const auto now = reading(date);
+  const auto now = civilTime(date);
   if (!now) return {};
   std::optional<CivilDay> first;
   std::optional<CivilDay> next;
   switch (of) {
     case Component::year:
-      first = data_->civil.first(UCAL_DAY_OF_YEAR, now->day);
-      if (first) next = data_->civil.moved(*first, UCAL_YEAR, 1);
+      first = data_->system.first(UCAL_DAY_OF_YEAR, now->day);
+      if (first) next = data_->system.moved(*first, UCAL_YEAR, 1);
       break;
     case Component::month:
-      first = data_->civil.first(UCAL_DAY_OF_MONTH, now->day);
-      if (first) next = data_->civil.moved(*first, UCAL_MONTH, 1);
+      first = data_->system.first(UCAL_DAY_OF_MONTH, now->day);
+      if (first) next = data_->system.moved(*first, UCAL_MONTH, 1);
       break;
     case Component::weekOfMonth:
     case Component::weekOfYear:

@@ -15,7 +15,7 @@
 
 namespace tq {
 
-/// How people somewhere divide time: a calendar system, in a time zone, with a locale's weeks.
+/// A calendar system in a time zone, with the weeks of a locale.
 ///
 ///     const Calendar user = Calendar::current();
 ///     const Date today = user.startOfDay(now);
@@ -24,14 +24,13 @@ namespace tq {
 ///
 /// Years, months, weeks and days are civil: a day of 23 or 25 hours is one day, and so is one that was
 /// skipped where a zone changed sides of the date line. A day's first moment is the first instant that exists
-/// in it. Where a wall-clock time is looked for that occurs twice, the first one is meant; where it is
-/// skipped, the moment at which clocks go forward past it. Hours, minutes and seconds are elapsed time.
+/// in it. A wall-clock time that occurs twice means its first occurrence; one that is skipped means the
+/// moment at which clocks go forward past it. Hours, minutes and seconds are elapsed time.
 ///
-/// What changes the number of days that a calendar's rules give is taken as ICU has it: Gregorian dates
-/// before 15 October 1582 are Julian ones. Dates from some 5.8 million years ago to as many from now can be
-/// asked for; for others, and for a date that is none, answers are absent.
+/// Calendar rules are ICU's: Gregorian dates before 15 October 1582 are Julian. Dates from some 5.8 million
+/// years ago to as many from now are supported; for others, and for NaN and infinity, results are absent.
 ///
-/// Immutable after construction; share freely. Copies are cheap, and threads do not wait for each other.
+/// Immutable after construction; share freely. Copies are cheap. Threads do not wait for each other.
 class TQ_API Calendar {
  public:
   using Component = DateComponents::Component;
@@ -50,69 +49,71 @@ class TQ_API Calendar {
   [[nodiscard]] const TimeZone& timeZone() const noexcept;
   [[nodiscard]] const Locale& locale() const noexcept;
 
-  /// The day that weeks begin with, 1 being Sunday.
+  /// Returns the day on which weeks begin, 1 being Sunday.
   [[nodiscard]] int firstWeekday() const noexcept;
 
-  /// How many days a month's or a year's first week has in it at least.
+  /// Returns the least number of days of a month or year that its first week contains.
   [[nodiscard]] int minimumDaysInFirstWeek() const noexcept;
 
-  /// The first moment of the date's day; the date itself where it is none.
+  /// Returns the first moment of the date's day; the date itself if it is out of range.
   [[nodiscard]] Date startOfDay(Date date) const;
 
-  /// The moment on the day of `of` when clocks show this time, for the first time if they do so twice; the
-  /// next existing moment where they skip it. Absent when it is no time of day (0:00:00 to 23:59:59).
+  /// Returns the moment on the day of `of` when clocks show this time, the first of two; the next existing
+  /// moment if they skip it. Absent if it is not a time of day (0:00:00 to 23:59:59).
   [[nodiscard]] std::optional<Date> date(int bySettingHour, int minute, int second, Date of) const;
 
-  /// `to` moved by as many units.
+  /// Returns `to` moved by `value` units.
   ///
   /// From a year down to a day the wall-clock time is kept where it exists. A day that the target month lacks
   /// becomes its last one; a day that the zone skipped becomes its neighbour in the direction of the move, of
   /// several moves the last. Eras cannot be added.
   [[nodiscard]] std::optional<Date> date(Component byAdding, std::int64_t value, Date to) const;
 
-  /// `to` moved by an offset, its larger units first; parts that are absent count as 0.
+  /// Returns `to` moved by an offset, its larger units first; absent fields count as 0.
   [[nodiscard]] std::optional<Date> date(const DateComponents& byAdding, Date to) const;
 
-  /// The first moment of this description, by its era, year, month, day and time; other parts are not looked
-  /// at. Without an era it is the one of the years around 2040, and what else is absent is the smallest that
-  /// there is. Parts beyond their range carry over: 32 January is 1 February.
+  /// Returns the first moment with this era, year, month, day and time; other fields are ignored. The era
+  /// defaults to that of 2040, every other field to its smallest value. Fields beyond their range carry over:
+  /// 32 January is 1 February.
   [[nodiscard]] std::optional<Date> date(const DateComponents& from) const;
 
-  /// One part of a date.
+  /// Returns one field of a date.
   [[nodiscard]] std::optional<std::int64_t> component(Component component, Date from) const;
 
-  /// The parts of a date that are asked for; with the month comes `isLeapMonth`. All are absent for a date
-  /// that is none.
+  /// Returns the requested fields of a date; `isLeapMonth` comes with the month. All are absent if the date
+  /// is out of range.
   [[nodiscard]] DateComponents dateComponents(ComponentSet components, Date from) const;
 
-  /// How many whole units it takes from `from` to `to`: of the largest one asked for, then what is left over
-  /// in the next one and so on. All are negative when `to` is the earlier. Cut toward zero: the most units
-  /// that can be added to `from` without passing `to`.
+  /// Returns the whole units from `from` to `to`: of the largest one requested, then of the next one in the
+  /// rest, and so on. All are negative if `to` is earlier. Truncated toward zero: the most units that can be
+  /// added to `from` without passing `to`.
   [[nodiscard]] DateComponents dateComponents(ComponentSet components, Date from, Date to) const;
 
-  /// The same for a single unit, without the rest.
+  /// Returns the same for a single unit.
   [[nodiscard]] std::optional<std::int64_t> wholeUnits(Component unit, Date from, Date to) const;
 
-  /// The year, month, week or day that holds a date, from its first moment to that of the next; absent for
-  /// other components. (Where clocks are set back over midnight, part of a day may lie in the next one's.)
+  /// Returns the year, month, week or day that contains a date, from its first moment to that of the next;
+  /// absent for other components. (Where clocks are set back over midnight, part of a day may lie in the
+  /// interval of the next.)
   [[nodiscard]] std::optional<DateInterval> dateInterval(Component of, Date date) const;
 
-  /// The how manieth unit of its era holds the date, the first being 1.
+  /// Returns the 1-based ordinal of the unit that contains the date within its era.
   ///
-  /// `in` is `era`. Counted by the wall clock, 24 hours a day. Before an era that counts forward, and in one
-  /// that counts backward like the years before Christ, it goes on counting down: 0, -1 and so on. Absent for
-  /// eras, weekdays, nanoseconds, years of weeks, and for quarters where the year does not have 12 months.
+  /// `in` must be `era`. Counted by the wall clock, 24 hours a day. Before an era that counts forward, and in
+  /// one that counts backward like the years before Christ, ordinals continue downward: 0, -1 and so on.
+  /// Absent for eras, weekdays, nanoseconds, years of weeks, and for quarters unless every year has 12
+  /// months.
   [[nodiscard]] std::optional<std::int64_t> ordinality(Component of, Component in, Date date) const;
 
  private:
   struct Data;
-  struct Reading;
+  struct CivilTime;
   explicit Calendar(std::shared_ptr<const Data> data) : data_(std::move(data)) {}
   static Calendar withSystemOf(const std::string& icuLocale, const TimeZone& timeZone, const Locale& locale);
 
-  [[nodiscard]] std::optional<Reading> reading(Date date) const;
-  [[nodiscard]] Date moment(const Reading& reading) const;
-  [[nodiscard]] std::optional<Date> moved(Date date, const Reading& from, std::int64_t toDay,
+  [[nodiscard]] std::optional<CivilTime> civilTime(Date date) const;
+  [[nodiscard]] Date moment(const CivilTime& civil) const;
+  [[nodiscard]] std::optional<Date> moved(Date date, const CivilTime& from, std::int64_t toDay,
                                           std::int64_t step) const;
   [[nodiscard]] std::optional<std::int64_t> movedDay(std::int64_t day, Component unit,
                                                      std::int64_t value) const;

@@ -1,8 +1,11 @@
-// Moving dates by units of a calendar, and counting the units between two of them.
+// Moves dates by units of a calendar, and counts the units between two dates.
 //
-// Both go by the wall clock: a date is read as a day and a time of day, days are moved by the rules of the
-// calendar system, and the zone says when its clocks show the result. How many units fit is found by moving
-// the start, so that what is counted is what can be added.
+// Both go by the wall clock: a date becomes a day number and a time of day, the calendar system moves day
+// numbers, and the zone returns the moment at which its clocks show the result.
+//
+// Invariant: n units lie between two dates exactly if adding n to the first does not pass the second and
+// adding one more does. Counts start from an estimate and are proven by adding, so no shortcut has to be
+// trusted.
 
 #include <algorithm>
 #include <cmath>
@@ -18,10 +21,13 @@ namespace {
 
 using Component = Calendar::Component;
 
-constexpr double kSecond = 1000;
-constexpr double kDay = 86'400 * kSecond;
+using internal::CivilDay;
+using internal::IcuCalendarSystem;
+using internal::kDay;
+using internal::kSecond;
+
 constexpr CivilDay kDaysOfWeek = 7;
-constexpr CivilDay kAllDays = IcuCivil::kLastDay - IcuCivil::kFirstDay;
+constexpr CivilDay kAllDays = IcuCalendarSystem::kLastDay - IcuCalendarSystem::kFirstDay;
 
 // Larger units first, which is the order in which they are added and counted.
 constexpr Component kCounted[] = {Component::year,
@@ -69,8 +75,8 @@ constexpr std::optional<CivilDay> daysOf(Component unit) {
   }
 }
 
-/// A unit whose length differs: ICU's field, how many of that it is, and how many days it has at most,
-/// in the long run.
+/// A unit of varying length: ICU's field, how many of those make the unit, and its greatest average length in
+/// days.
 struct CalendarUnit {
   UCalendarDateFields field;
   std::int64_t count;
@@ -92,8 +98,8 @@ constexpr std::optional<CalendarUnit> calendarUnit(Component unit) {
   }
 }
 
-/// How many whole units lie between two dates. Exact: neither the difference nor the quotient has to fit a
-/// double.
+/// Returns the whole units between two dates. Exact also where the difference or the quotient does not fit a
+/// double: the part that the subtraction rounds off is kept in `lost`.
 double wholeElapsedUnits(Date from, Date to, double unit) {
   const double a = to.time_since_epoch().count();
   const double b = from.time_since_epoch().count();
@@ -125,9 +131,9 @@ std::optional<std::int64_t> whole(double count) {
 
 /// `from`, which is what clocks show at `date`, on another day. Where the zone skips that day, the next one
 /// in the direction of `step` (1 or -1).
-std::optional<Date> Calendar::moved(Date date, const Reading& from, std::int64_t toDay,
+std::optional<Date> Calendar::moved(Date date, const CivilTime& from, std::int64_t toDay,
                                     std::int64_t step) const {
-  if (toDay < IcuCivil::kFirstDay || toDay > IcuCivil::kLastDay) return {};
+  if (toDay < IcuCalendarSystem::kFirstDay || toDay > IcuCalendarSystem::kLastDay) return {};
   if (toDay == from.day) return date;
   const Date target(Date::duration(static_cast<double>(toDay) * kDay + from.time));
   const Date result = data_->timeZone.firstMoment(target);
@@ -145,15 +151,15 @@ std::optional<Date> Calendar::moved(Date date, const Reading& from, std::int64_t
 }
 
 std::optional<std::int64_t> Calendar::movedDay(std::int64_t day, Component unit, std::int64_t value) const {
-  // More than all days there are leads nowhere, and need not be counted with.
+  // Larger values pass every date, and could overflow below.
   if (value < -kAllDays || value > kAllDays) return {};
   if (const auto days = daysOf(unit)) return day + value * *days;
   const auto counted = calendarUnit(unit);
-  return counted ? data_->civil.moved(day, counted->field, value * counted->count) : std::nullopt;
+  return counted ? data_->system.moved(day, counted->field, value * counted->count) : std::nullopt;
 }
 
 std::optional<Date> Calendar::date(Component byAdding, std::int64_t value, Date to) const {
-  const auto now = reading(to);
+  const auto now = civilTime(to);
   if (!now) return {};
   if (const auto length = elapsedUnit(byAdding))
     return counted(to + Date::duration(static_cast<double>(value) * *length));
@@ -162,7 +168,7 @@ std::optional<Date> Calendar::date(Component byAdding, std::int64_t value, Date 
 }
 
 std::optional<Date> Calendar::date(const DateComponents& byAdding, Date to) const {
-  const auto now = reading(to);
+  const auto now = civilTime(to);
   if (!now || byAdding.era.value_or(0) != 0) return {};
   std::optional<CivilDay> day = now->day;
   std::int64_t step = 1;  // of the last unit: a month on and a day back end on a day or before it
@@ -181,16 +187,16 @@ std::optional<Date> Calendar::date(const DateComponents& byAdding, Date to) cons
   return result ? counted(*result + elapsed) : std::nullopt;
 }
 
-/// The date, if calendars reach it.
+/// Returns the date if it is in range.
 std::optional<Date> Calendar::counted(Date date) const {
-  return reading(date) ? std::optional(date) : std::nullopt;
+  return civilTime(date) ? std::optional(date) : std::nullopt;
 }
 
-/// Looks for the count around an estimate: the most units that do not pass `to`.
+/// Returns the most units that do not pass `to`, searched for from an estimate.
 std::optional<std::int64_t> Calendar::countedUnits(Component unit, Date from, Date to,
                                                    std::int64_t estimate) const {
   const std::int64_t step = to < from ? -1 : 1;
-  // Where nothing can be added any more, `to` is passed.
+  // A date out of range has passed `to`.
   const auto passes = [&](std::int64_t count) {
     const auto reached = date(unit, count, from);
     return !reached || (step > 0 ? *reached > to : *reached < to);
@@ -203,24 +209,24 @@ std::optional<std::int64_t> Calendar::countedUnits(Component unit, Date from, Da
 
 std::optional<std::int64_t> Calendar::wholeUnits(Component unit, Date from, Date to) const {
   if (const auto length = elapsedUnit(unit)) {
-    // Most dates are reached in every zone, and their wall clocks need not be looked at.
-    if ((!isNear(from) && !reading(from)) || (!isNear(to) && !reading(to))) return {};
+    // These are in range in every zone, so their wall clocks need not be computed.
+    if ((!isNear(from) && !civilTime(from)) || (!isNear(to) && !civilTime(to))) return {};
     return whole(wholeElapsedUnits(from, to, *length));
   }
-  const auto begin = reading(from);
-  const auto end = reading(to);
+  const auto begin = civilTime(from);
+  const auto end = civilTime(to);
   if (!begin || !end) return {};
   const CivilDay days = end->day - begin->day;
   if (const auto length = daysOf(unit)) return countedUnits(unit, from, to, days / *length);
   const auto counted = calendarUnit(unit);
   if (!counted) return {};
-  // The unit's length differs from what is taken for it by a tenth at most, which is left after each round.
+  // The unit's length differs from the assumed one by a tenth at most: so much is left after each round.
   constexpr int kEnoughRounds = 32;
   std::int64_t estimate = 0;
   CivilDay left = days;
   for (int round = 0; round < kEnoughRounds && std::abs(left) > counted->days; ++round) {
     estimate += left / counted->days;
-    const auto reached = data_->civil.moved(begin->day, counted->field, estimate * counted->count);
+    const auto reached = data_->system.moved(begin->day, counted->field, estimate * counted->count);
     if (!reached) return {};
     left = end->day - *reached;
   }
@@ -230,7 +236,7 @@ std::optional<std::int64_t> Calendar::wholeUnits(Component unit, Date from, Date
 
 DateComponents Calendar::dateComponents(ComponentSet components, Date from, Date to) const {
   DateComponents result;
-  if (!reading(from) || !reading(to)) return result;
+  if (!civilTime(from) || !civilTime(to)) return result;
   for (const Component unit : kCounted) {
     if (!components.contains(unit)) continue;
     result[unit] = wholeUnits(unit, from, to);

@@ -10,17 +10,20 @@ namespace tq {
 namespace {
 
 using Component = Calendar::Component;
+using internal::CivilDay;
+using internal::IcuCalendarSystem;
+using internal::kDay;
 
-std::int64_t ordinalYear(const IcuCivil& civil, const IcuCivil::Place& place) {
-  return civil.countsBackward(place.era) ? 1 - place.year : place.year;
+std::int64_t ordinalYear(const IcuCalendarSystem& system, const IcuCalendarSystem::Place& place) {
+  return system.countsBackward(place.era) ? 1 - place.year : place.year;
 }
 
-/// How many months have begun after the one that holds the era's first day, and this one.
-std::optional<std::int64_t> ordinalMonth(const IcuCivil& civil, CivilDay base, CivilDay day) {
-  const auto firstMonth = civil.first(UCAL_DAY_OF_MONTH, base);
-  const auto month = civil.first(UCAL_DAY_OF_MONTH, day);
+/// Returns the 1-based ordinal of the day's month, counted from the month that contains the era's first day.
+std::optional<std::int64_t> ordinalMonth(const IcuCalendarSystem& system, CivilDay base, CivilDay day) {
+  const auto firstMonth = system.first(UCAL_DAY_OF_MONTH, base);
+  const auto month = system.first(UCAL_DAY_OF_MONTH, day);
   if (!firstMonth || !month) return {};
-  // No month is longer than 31 days, so that no round goes too far, and each leaves a tenth.
+  // No month is longer than 31 days, so no round goes too far, and each leaves about a tenth of the rest.
   constexpr CivilDay kLongestMonth = 31;
   constexpr int kEnoughRounds = 32;
   std::int64_t count = 0;
@@ -28,7 +31,7 @@ std::optional<std::int64_t> ordinalMonth(const IcuCivil& civil, CivilDay base, C
   for (int round = 0; round < kEnoughRounds && left != 0; ++round) {
     const std::int64_t step = left / kLongestMonth;
     count += step != 0 ? step : (left > 0 ? 1 : -1);
-    const auto reached = civil.moved(*firstMonth, UCAL_MONTH, count);
+    const auto reached = system.moved(*firstMonth, UCAL_MONTH, count);
     if (!reached) return {};
     left = *month - *reached;
   }
@@ -36,13 +39,13 @@ std::optional<std::int64_t> ordinalMonth(const IcuCivil& civil, CivilDay base, C
   return count + 1;
 }
 
-std::optional<std::int64_t> ordinalQuarter(const IcuCivil& civil, CivilDay base, CivilDay day) {
-  if (!civil.hasTwelveMonths()) return {};
-  const auto first = civil.place(base);
-  const auto place = civil.place(day);
-  const auto months = ordinalMonth(civil, base, day);
+std::optional<std::int64_t> ordinalQuarter(const IcuCalendarSystem& system, CivilDay base, CivilDay day) {
+  if (!system.hasTwelveMonths()) return {};
+  const auto first = system.place(base);
+  const auto place = system.place(day);
+  const auto months = ordinalMonth(system, base, day);
   if (!first || !place || !months) return {};
-  // Counted from the quarter that holds the era's first day; months before the first one count down.
+  // Counted from the quarter that contains the era's first day; before it, rounded down.
   const std::int64_t sinceQuarter = *months - 1 + first->month % 3;
   return (sinceQuarter >= 0 ? sinceQuarter / 3 : (sinceQuarter - 2) / 3) + 1;
 }
@@ -57,17 +60,17 @@ std::int64_t Calendar::weekStart(std::int64_t day) const {
 }
 
 std::optional<std::int64_t> Calendar::ordinalOfDay(Component unit, std::int64_t day) const {
-  const IcuCivil& civil = data_->civil;
-  const auto place = civil.place(day);
-  const auto base = place ? civil.eraBase(place->era) : std::nullopt;
+  const IcuCalendarSystem& system = data_->system;
+  const auto place = system.place(day);
+  const auto base = place ? system.eraBase(place->era) : std::nullopt;
   if (!base) return {};
   switch (unit) {
     case Component::year:
-      return ordinalYear(civil, *place);
+      return ordinalYear(system, *place);
     case Component::quarter:
-      return ordinalQuarter(civil, *base, day);
+      return ordinalQuarter(system, *base, day);
     case Component::month:
-      return ordinalMonth(civil, *base, day);
+      return ordinalMonth(system, *base, day);
     case Component::weekOfYear:
     case Component::weekOfMonth:
       return (weekStart(day) - weekStart(*base)) / 7 + 1;
@@ -79,7 +82,7 @@ std::optional<std::int64_t> Calendar::ordinalOfDay(Component unit, std::int64_t 
 }
 
 std::optional<std::int64_t> Calendar::ordinality(Component of, Component in, Date date) const {
-  const auto now = reading(date);
+  const auto now = civilTime(date);
   if (!now || in != Component::era) return {};
   std::int64_t perDay = 0;
   switch (of) {
@@ -97,7 +100,7 @@ std::optional<std::int64_t> Calendar::ordinality(Component of, Component in, Dat
   }
   const auto day = ordinalOfDay(Component::day, now->day);
   if (!day) return {};
-  const auto length = 86'400'000.0 / static_cast<double>(perDay);
+  const double length = kDay / static_cast<double>(perDay);
   return (*day - 1) * perDay + static_cast<std::int64_t>(now->time / length) + 1;
 }
 

@@ -9,12 +9,12 @@
 
 namespace tq {
 
-/// The parts of a date in some calendar, or an offset in them; what is absent says nothing.
+/// The fields of a date in some calendar, or an offset in them. Absent fields are unknown or unused.
 ///
 ///     const DateComponents backAMonth{.month = -1};
 ///
-/// Numbers are those that people use: months and days count from 1, weekdays from 1 for Sunday, and in
-/// calendars with leap months `isLeapMonth` tells the month from the one before it with the same number.
+/// Months and days count from 1, weekdays from 1 for Sunday. In calendars with leap months, `isLeapMonth`
+/// distinguishes a month from the one before it with the same number.
 struct TQ_API DateComponents {
   enum class Component : std::uint8_t {
     era,
@@ -26,7 +26,7 @@ struct TQ_API DateComponents {
     second,
     nanosecond,
     weekday,
-    weekdayOrdinal,  ///< The how manieth such weekday of the month.
+    weekdayOrdinal,  ///< 1-based ordinal of the weekday within its month.
     quarter,
     weekOfMonth,
     weekOfYear,
@@ -49,7 +49,7 @@ struct TQ_API DateComponents {
   std::optional<std::int64_t> yearForWeekOfYear = std::nullopt;
   std::optional<bool> isLeapMonth = std::nullopt;
 
-  /// The part of that name.
+  /// Returns the field of that component.
   [[nodiscard]] std::optional<std::int64_t>& operator[](Component component);
   [[nodiscard]] const std::optional<std::int64_t>& operator[](Component component) const;
 
@@ -74,7 +74,7 @@ class ComponentSet {
   std::uint32_t bits_ = 0;
 };
 
-/// The time from `start` on, before `end`.
+/// The time from `start`, inclusive, to `end`, exclusive.
 struct DateInterval {
   Date start;
   Date end;

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "TQFoundation/Platform/Time/Calendar.h"
-#include "TQFoundation/Platform/Time/IcuCivil.h"
+#include "TQFoundation/Platform/Time/IcuCalendarSystem.h"
 
 namespace tq {
 
@@ -15,12 +15,12 @@ struct Calendar::Data {
   Locale locale;
   int firstWeekday;
   int minimumDaysInFirstWeek;
-  IcuCivil civil;
+  internal::IcuCalendarSystem system;
 };
 
-/// A wall clock's reading: a day, and the milliseconds of it that have passed.
-struct Calendar::Reading {
-  CivilDay day = 0;
+/// What a wall clock shows: a day, and the milliseconds since it began.
+struct Calendar::CivilTime {
+  internal::CivilDay day = 0;
   double time = 0;
 };
 

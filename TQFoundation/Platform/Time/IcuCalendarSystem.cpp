@@ -1,19 +1,17 @@
-#include "TQFoundation/Platform/Time/IcuCivil.h"
+#include "TQFoundation/Platform/Time/IcuCalendarSystem.h"
 
 #include <cmath>
 #include <utility>
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
-constexpr double kDay = 86'400'000;
-
-// More of them would pass every date, and ICU adds in 32 bits.
+// ICU adds in 32 bits, which overflow in silence. More units than these pass every date anyway.
 constexpr std::int64_t kMostYears = 12'000'000;
 constexpr std::int64_t kMostMonths = 150'000'000;
 constexpr std::int64_t kMostEras = 100'000;  // cycles of 60 years, where those are the eras
 
-// So much is added up by ICU itself.
+// ICU combines fields up to these without overflow; what exceeds them is added in a second step.
 constexpr std::int64_t kNearYears = 100'000;
 constexpr std::int64_t kNearMonths = 100'000;
 constexpr std::int64_t kNearDays = 400;
@@ -23,7 +21,7 @@ bool within(std::int64_t value, std::int64_t most) {
 }
 
 bool isCounted(CivilDay day) {
-  return day >= IcuCivil::kFirstDay && day <= IcuCivil::kLastDay;
+  return day >= IcuCalendarSystem::kFirstDay && day <= IcuCalendarSystem::kLastDay;
 }
 
 void set(icu::Calendar& calendar, CivilDay day, UErrorCode& status) {
@@ -37,7 +35,7 @@ std::optional<CivilDay> dayOf(icu::Calendar& calendar, UErrorCode& status) {
   return isCounted(day) ? std::optional(day) : std::nullopt;
 }
 
-/// ICU's 32 bits run over in silence: whoever lands somewhere else has passed the end.
+/// Returns whether `moved` days can be `count` units; they cannot where ICU's 32 bits have overflowed.
 bool isPlausible(UCalendarDateFields unit, std::int64_t count, CivilDay moved) {
   const double usual = unit == UCAL_MONTH ? 30 : 365;
   const double expected = static_cast<double>(count) * usual;
@@ -46,7 +44,7 @@ bool isPlausible(UCalendarDateFields unit, std::int64_t count, CivilDay moved) {
 
 }  // namespace
 
-std::optional<IcuCivil::Place> IcuCivil::place(CivilDay day) const {
+std::optional<IcuCalendarSystem::Place> IcuCalendarSystem::place(CivilDay day) const {
   if (!isCounted(day)) return {};
   const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
@@ -59,7 +57,7 @@ std::optional<IcuCivil::Place> IcuCivil::place(CivilDay day) const {
   return U_SUCCESS(status) ? std::optional(place) : std::nullopt;
 }
 
-std::optional<CivilDay> IcuCivil::dayNear(const Place& place) const {
+std::optional<CivilDay> IcuCalendarSystem::dayNear(const Place& place) const {
   const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
   calendar->clear();
@@ -71,12 +69,11 @@ std::optional<CivilDay> IcuCivil::dayNear(const Place& place) const {
   return dayOf(*calendar, status);
 }
 
-std::optional<CivilDay> IcuCivil::dayAt(const Place& place) const {
+std::optional<CivilDay> IcuCalendarSystem::dayAt(const Place& place) const {
   constexpr std::int64_t kMostDays = kLastDay - kFirstDay;
   if (!within(place.era, kMostEras) || !within(place.year, kMostYears) || !within(place.month, kMostMonths) ||
       !within(place.day, kMostDays))
     return {};
-  // What ICU's 32 bits could run over with is added to a date nearby.
   Place near = place;
   if (!within(place.year, kNearYears)) near.year = 1;
   if (!within(place.month, kNearMonths)) near.month = 0;
@@ -89,7 +86,7 @@ std::optional<CivilDay> IcuCivil::dayAt(const Place& place) const {
   return *day + place.day - near.day;
 }
 
-std::optional<std::int64_t> IcuCivil::field(UCalendarDateFields field, CivilDay day) const {
+std::optional<std::int64_t> IcuCalendarSystem::field(UCalendarDateFields field, CivilDay day) const {
   if (!isCounted(day)) return {};
   const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
@@ -98,7 +95,8 @@ std::optional<std::int64_t> IcuCivil::field(UCalendarDateFields field, CivilDay 
   return U_SUCCESS(status) ? std::optional(value) : std::nullopt;
 }
 
-std::optional<CivilDay> IcuCivil::moved(CivilDay day, UCalendarDateFields unit, std::int64_t count) const {
+std::optional<CivilDay> IcuCalendarSystem::moved(CivilDay day, UCalendarDateFields unit,
+                                                 std::int64_t count) const {
   if (!isCounted(day) || !within(count, unit == UCAL_MONTH ? kMostMonths : kMostYears)) return {};
   const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
@@ -108,7 +106,7 @@ std::optional<CivilDay> IcuCivil::moved(CivilDay day, UCalendarDateFields unit, 
   return result && isPlausible(unit, count, *result - day) ? result : std::nullopt;
 }
 
-std::optional<CivilDay> IcuCivil::first(UCalendarDateFields dayOfWhat, CivilDay day) const {
+std::optional<CivilDay> IcuCalendarSystem::first(UCalendarDateFields dayOfWhat, CivilDay day) const {
   if (!isCounted(day)) return {};
   const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
@@ -118,7 +116,7 @@ std::optional<CivilDay> IcuCivil::first(UCalendarDateFields dayOfWhat, CivilDay 
   return dayOf(*calendar, status);
 }
 
-std::optional<CivilDay> IcuCivil::eraBase(std::int64_t era) const {
+std::optional<CivilDay> IcuCalendarSystem::eraBase(std::int64_t era) const {
   const bool backward = countsBackward(era);
   const auto calendar = calendars_.acquire();
   UErrorCode status = U_ZERO_ERROR;
@@ -128,7 +126,7 @@ std::optional<CivilDay> IcuCivil::eraBase(std::int64_t era) const {
   return dayOf(*calendar, status);
 }
 
-bool IcuCivil::hasTwelveMonths() const {
+bool IcuCalendarSystem::hasTwelveMonths() const {
   // A calendar with leap months numbers twelve as well, but its years have more days than those can hold.
   // ICU's own maximum of UCAL_IS_LEAP_MONTH is 1 for every calendar.
   constexpr int kMostDaysInTwelveMonths = 12 * 31;
@@ -137,10 +135,10 @@ bool IcuCivil::hasTwelveMonths() const {
          calendar.getMaximum(UCAL_DAY_OF_YEAR) <= kMostDaysInTwelveMonths;
 }
 
-bool IcuCivil::countsBackward(std::int64_t era) const {
+bool IcuCalendarSystem::countsBackward(std::int64_t era) const {
   const auto first = dayAt({.era = era, .year = 1});
   const auto second = dayAt({.era = era, .year = 2});
   return first && second && *second < *first;
 }
 
-}  // namespace tq
+}  // namespace tq::internal

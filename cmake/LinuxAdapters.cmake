@@ -17,6 +17,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Adapters/Linux/NetlinkRoutes.cpp
   Platform/Adapters/Linux/NetlinkSocket.cpp
   Platform/Adapters/Linux/NetlinkView.cpp
+  Platform/Adapters/Posix/EnvironmentSettings.cpp
   Platform/Adapters/Posix/StatvfsVolumeInfo.cpp
   Platform/Adapters/Posix/SystemClock.cpp)
 set(TQ_ADAPTER_LIBRARIES CURL::libcurl PkgConfig::libmnl)

@@ -72,7 +72,7 @@ std::string usualName(std::string_view name) {
 }
 
 // "sr_RS.UTF-8@latin" as "sr_Latn_RS".
-std::string fromSystemName(std::string_view name) {
+std::string unicodeName(std::string_view name) {
   const std::string_view base = name.substr(0, name.find_first_of(".@"));
   const std::size_t at = name.find('@');
   const std::string_view modifier = at == std::string_view::npos ? "" : name.substr(at + 1);
@@ -91,9 +91,12 @@ std::string fromSystemName(std::string_view name) {
 
 Locale::Locale(std::string_view identifier) : identifier_(usualName(identifier)) {}
 
+Locale Locale::ofSystemName(std::string_view name) {
+  return Locale(name.size() > kLongestName ? std::string() : unicodeName(name));
+}
+
 Locale Locale::current() {
-  const std::string_view name = userLocaleName();
-  return Locale(name.size() > kLongestName ? std::string() : fromSystemName(name));
+  return ofSystemName(userLocaleName());
 }
 
 }  // namespace tq

@@ -28,14 +28,13 @@ class TQ_API Locale {
   /// The name in its usual form: "pt-BR" is "pt_BR".
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
 
-  /// The user's locale: the first of `LC_ALL`, `LC_TIME` and `LANG` that is set and not empty, read anew at
-  /// each call.
-  ///
-  /// The system's names become Unicode's: "de_DE.UTF-8@euro" is "de_DE", "sr_RS@latin" is "sr_Latn_RS",
+  /// The locale that the system calls `name`: "de_DE.UTF-8@euro" is "de_DE", "sr_RS@latin" is "sr_Latn_RS",
   /// "ca_ES@valencia" is "ca_ES_VALENCIA", "en_US.UTF-8@calendar=hebrew" keeps its keyword, and "C" as well
   /// as nothing at all is "en_US_POSIX".
-  ///
-  /// Thread-safe except against concurrent setenv().
+  [[nodiscard]] static Locale ofSystemName(std::string_view name);
+
+  /// The user's locale: the first of `LC_ALL`, `LC_TIME` and `LANG` that is set and not empty, read anew at
+  /// each call. Thread-safe except against concurrent setenv().
   [[nodiscard]] static Locale current();
 
   friend bool operator==(const Locale&, const Locale&) = default;

@@ -128,7 +128,7 @@ const TimeZone& TimeZone::utc() {
 TimeZone TimeZone::ofVariable(std::string_view value) {
   if (value.starts_with(':')) value.remove_prefix(1);
   if (value.empty() || value.size() > kLongestName) return utc();
-  if (value == kMachineZone) return ofMachine();
+  if (value == kMachineZone) return ofSystem(kMachineZone);
   const bool isPath = value.front() == '/';
   const std::string name = isPath ? nameBeneathDatabase(value) : std::string(withoutVariant(value));
   const fs::path file = isPath ? fs::path(value) : databaseFolder() / name;
@@ -142,20 +142,20 @@ TimeZone TimeZone::ofVariable(std::string_view value) {
   return make(name).value_or(utc());
 }
 
-TimeZone TimeZone::ofMachine() {
+TimeZone TimeZone::ofSystem(const fs::path& file) {
   std::error_code error;
-  std::string name = nameBeneathDatabase(fs::canonical(kMachineZone, error));
+  std::string name = nameBeneathDatabase(fs::canonical(file, error));
   if (name.empty()) {
     std::ifstream said("/etc/timezone");
     std::getline(said, name);
   }
-  if (auto rules = rulesIn(kMachineZone)) return with(isName(name) ? name : "localtime", *std::move(rules));
+  if (auto rules = rulesIn(file)) return with(isName(name) ? name : "localtime", *std::move(rules));
   return make(name).value_or(utc());
 }
 
 TimeZone TimeZone::current() {
   const auto variable = environmentVariable("TZ");
-  return variable ? ofVariable(*variable) : ofMachine();
+  return variable ? ofVariable(*variable) : ofSystem();
 }
 
 const std::string& TimeZone::identifier() const noexcept {

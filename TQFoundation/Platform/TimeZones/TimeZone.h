@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,7 +23,9 @@ class ZoneRules;
 ///     const TimeZone user = TimeZone::current();
 ///
 /// The rules come from the system's zone database, as every other program on the system sees them; where
-/// there is none, or it lacks the zone, from ICU's. They are read once, when a zone is made.
+/// there is none, or it lacks the zone, from ICU's. They are read once, when a zone is made. The
+/// environment's `TZDIR` names another zone database: making a zone is thread-safe except against concurrent
+/// setenv().
 ///
 /// A wall clock's reading is a `Date` here as well: the one at which a clock in UTC shows the same.
 ///
@@ -34,16 +37,16 @@ class TQ_API TimeZone {
 
   [[nodiscard]] static const TimeZone& utc();
 
-  /// The user's zone, read anew at each call:
-  ///
-  /// - `TZ`, where it is set: a zone's name, or the path of its file, which counts where it lies beneath a
-  ///   folder "zoneinfo"; else a rule of POSIX such as "EST5EDT,M3.2.0,M11.1.0" or "<+03>-3". A ":" before it
-  ///   means nothing. Empty and anything else is UTC.
-  /// - /etc/localtime: the zone that it links to, or its own rules, called by the name in /etc/timezone where
-  ///   there is one.
-  /// - UTC.
-  ///
-  /// `TZDIR` names another zone database. Thread-safe except against concurrent setenv().
+  /// The zone that a value of the variable `TZ` stands for: a zone's name, or the path of its file, which
+  /// counts where it lies beneath a folder "zoneinfo"; else a rule of POSIX such as "EST5EDT,M3.2.0,M11.1.0"
+  /// or "<+03>-3". A ":" before it means nothing. The empty value and anything else is UTC.
+  [[nodiscard]] static TimeZone ofVariable(std::string_view value);
+
+  /// The zone that the machine is set to: the one that `file` links to, or the file's own rules, called by
+  /// the name in /etc/timezone where there is one; else UTC.
+  [[nodiscard]] static TimeZone ofSystem(const std::filesystem::path& file = "/etc/localtime");
+
+  /// The user's zone, read anew at each call.
   [[nodiscard]] static TimeZone current();
 
   /// The same for whoever asks time and again: a change of `TZ` shows at once, another change within a second
@@ -73,8 +76,6 @@ class TQ_API TimeZone {
   struct Data;
   explicit TimeZone(std::shared_ptr<const Data> data) : data_(std::move(data)) {}
   static TimeZone with(std::string identifier, ZoneRules rules);
-  static TimeZone ofVariable(std::string_view value);
-  static TimeZone ofMachine();
   friend class DeviceZone;
 
   std::shared_ptr<const Data> data_;  // never null

@@ -21,7 +21,9 @@ std::string withoutKeywords(const std::string& identifier) {
 
 }  // namespace
 
-UIDevice::UIDevice(std::shared_ptr<const VolumeInfo> volumes) : volumes_(std::move(volumes)) {}
+UIDevice::UIDevice(std::shared_ptr<const VolumeInfo> volumes,
+                   std::shared_ptr<const UserSettingsSource> settings)
+    : volumes_(std::move(volumes)), settings_(std::move(settings)) {}
 
 const UIDevice& UIDevice::currentDevice() {
   static const auto& device = *new UIDevice;
@@ -37,7 +39,8 @@ Model UIDevice::type(const DeviceInfo& device) {
 }
 
 const std::string& UIDevice::deviceLanguage() {
-  static const auto& language = *new std::string(withoutKeywords(Locale::current().identifier()));
+  static const auto& language =
+      *new std::string(withoutKeywords(UserSettingsSource::shared()->current()->messages.identifier()));
   return language;
 }
 
@@ -53,7 +56,7 @@ std::int64_t UIDevice::freeDiskSpaceInBytes() const {
 }
 
 std::string UIDevice::MBFormatter(std::int64_t bytes) const {
-  NSByteCountFormatter formatter;
+  NSByteCountFormatter formatter(*settings_);
   formatter.setAllowedUnits(NSByteCountFormatterUseMB);
   formatter.setCountStyle(NSByteCountFormatterCountStyleDecimal);
   formatter.setIncludesUnit(false);
@@ -62,7 +65,7 @@ std::string UIDevice::MBFormatter(std::int64_t bytes) const {
 
 std::string UIDevice::freeDiskSpaceInGB() const {
   return NSByteCountFormatter::stringFromByteCount(freeDiskSpaceInBytes(),
-                                                   NSByteCountFormatterCountStyleDecimal);
+                                                   NSByteCountFormatterCountStyleDecimal, *settings_);
 }
 
 }  // namespace tq

@@ -7,6 +7,7 @@
 #include "TQFoundation/Extensions/TQDeviceModel.h"
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Ports/DeviceInfo.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
 namespace tq {
@@ -18,14 +19,15 @@ namespace tq {
 ///     room.setText(device.freeDiskSpaceInGB());                 // "75.91 GB", "75,91 GB", "812.4 MB"
 ///     size.setText(device.MBFormatter(1'500'000) + " MB");      // "1.5 MB"
 ///
-/// Texts follow the locale that the user has at the moment of the call; `NSByteCountFormatter` says
-/// how byte counts are written.
+/// Texts follow the locale for numbers that the user has at the moment of the call; `NSByteCountFormatter`
+/// says how byte counts are written.
 ///
-/// Immutable after construction; share freely. Thread-safe except against concurrent setenv().
+/// Immutable after construction; share freely. `type` is thread-safe except against concurrent setenv().
 class TQ_API UIDevice {
  public:
-  /// A device whose room `volumes` tells; all else is the same for every device.
-  explicit UIDevice(std::shared_ptr<const VolumeInfo> volumes = VolumeInfo::shared());
+  /// A device whose free space is that of `volumes`, with texts for the user of `settings`.
+  explicit UIDevice(std::shared_ptr<const VolumeInfo> volumes = VolumeInfo::shared(),
+                    std::shared_ptr<const UserSettingsSource> settings = UserSettingsSource::shared());
 
   /// This machine. Made on first use, never destroyed.
   [[nodiscard]] static const UIDevice& currentDevice();
@@ -38,8 +40,9 @@ class TQ_API UIDevice {
   /// at. What is not UTF-8 is in no table.
   [[nodiscard]] static Model type(const DeviceInfo& device = *DeviceInfo::shared());
 
-  /// The identifier of the user's locale: language, script where it matters, region and variant, such as
-  /// "en_US" or "sr_Latn_RS"; "en_US_POSIX" for the C locale. Read at the first call and the same ever after.
+  /// The identifier of the user's locale, `UserSettings::messages`: language, script where it matters, region
+  /// and variant, such as "en_US" or "sr_Latn_RS"; "en_US_POSIX" for the C locale. Read at the first call and
+  /// the same ever after.
   [[nodiscard]] static const std::string& deviceLanguage();
 
   /// The operating system's version as it tells it, such as "12.1". Read at the first call and the same ever
@@ -61,6 +64,7 @@ class TQ_API UIDevice {
 
  private:
   std::shared_ptr<const VolumeInfo> volumes_;
+  std::shared_ptr<const UserSettingsSource> settings_;
 };
 
 }  // namespace tq

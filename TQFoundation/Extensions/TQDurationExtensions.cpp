@@ -18,18 +18,18 @@ DateComponentsFormatter timeRemainingFormatterWith(std::int64_t seconds) {
   return formatter;
 }
 
-std::string timeFormattedString(double seconds) {
+std::string timeFormattedString(double seconds, const UserSettingsSource& settings) {
   // All that the count of whole seconds decides, also where there is none.
   const std::int64_t remaining = seconds >= kHour + 1 ? kHour + 1 : 0;
-  return timeRemainingFormatterWith(remaining).string(seconds);
+  return timeRemainingFormatterWith(remaining).string(seconds, settings);
 }
 
-std::string timeFormattedString(float seconds) {
-  return timeFormattedString(double{seconds});
+std::string timeFormattedString(float seconds, const UserSettingsSource& settings) {
+  return timeFormattedString(double{seconds}, settings);
 }
 
-std::string timeLabelFor(float time) {
-  return timeFormattedString(time);
+std::string timeLabelFor(float time, const UserSettingsSource& settings) {
+  return timeFormattedString(time, settings);
 }
 
 }  // namespace tq

@@ -5,6 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Formatting/DateComponentsFormatter.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -27,9 +28,11 @@ namespace tq {
 /// A fraction is cut off. A negative duration has no hours however long it is. "--:--" for what is not a
 /// number, infinite or beyond the whole numbers of 64 bits.
 ///
-/// Thread-safe except against concurrent setenv(): that says what stands between
-/// the fields, and which digits are written (see `DateComponentsFormatter`).
-[[nodiscard]] TQ_API std::string timeFormattedString(double seconds);
-[[nodiscard]] TQ_API std::string timeFormattedString(float seconds);
+/// The user's locale for dates decides what stands between the fields, and which digits are written (see
+/// `DateComponentsFormatter`). Thread-safe.
+[[nodiscard]] TQ_API std::string timeFormattedString(
+    double seconds, const UserSettingsSource& settings = *UserSettingsSource::shared());
+[[nodiscard]] TQ_API std::string timeFormattedString(
+    float seconds, const UserSettingsSource& settings = *UserSettingsSource::shared());
 
 }  // namespace tq

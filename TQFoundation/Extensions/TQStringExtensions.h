@@ -5,6 +5,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -37,7 +38,8 @@ inline constexpr std::string_view isRatingAttemptedInPopup = "IsRatingAttemptedI
 /// Returns the text of a duration in seconds, as `timeFormattedString(time)` does.
 ///
 ///     timeLabelFor(player.duration());    // "01:05"
-[[nodiscard]] TQ_API std::string timeLabelFor(float time);
+[[nodiscard]] TQ_API std::string timeLabelFor(
+    float time, const UserSettingsSource& settings = *UserSettingsSource::shared());
 
 /// The text for people that stands under `key` in the strings table of `bundle`, in the language that suits
 /// this user best.

@@ -12,7 +12,7 @@ namespace tq {
 /// A user whose settings are what the test says.
 ///
 ///     ManualUserSettings user({.dates = Locale("da_DK"), .timeZone = *TimeZone::make("Asia/Tokyo")});
-///     EXPECT_EQ(user.current()->dates, Locale("da_DK"));
+///     EXPECT_EQ(timeFormattedString(65.0, user), "01.05");
 ///     user.set({.dates = Locale("de_DE")});           // all else is neutral, or UTC
 ///
 /// Thread-safe.

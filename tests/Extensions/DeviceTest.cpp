@@ -13,6 +13,7 @@
 #include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
 #include "TQFoundationTesting/FakeDeviceInfo.h"
 #include "TQFoundationTesting/FixedVolumeInfo.h"
+#include "TQFoundationTesting/ManualUserSettings.h"
 #include "tests/contract/DeviceInfoContract.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -81,9 +82,9 @@ struct VolumeOfDev final : VolumeInfo {
 };
 
 TEST(DeviceFreeSpace, IsThatOfTheNearestFolderOfTheHomeOrNone) {
-  const EnvironmentVariable language("LC_ALL", "de_DE.UTF-8");
+  const auto user = std::make_shared<ManualUserSettings>(UserSettings{.numbers = Locale("de_DE")});
   const EnvironmentVariable home("HOME", "/dev/not/there");
-  const UIDevice device(std::make_shared<VolumeOfDev>());
+  const UIDevice device(std::make_shared<VolumeOfDev>(), user);
   EXPECT_EQ(device.freeDiskSpaceInBytes(), 1'536'000'000);
   EXPECT_EQ(device.freeDiskSpaceInGB(), "1,54 GB");
   const EnvironmentVariable moved("HOME", "/proc");
@@ -97,9 +98,10 @@ TEST(ByteText, RoundsToTheUnitThatIsReached) {
       {999, "999 bytes"},    {2'500, "2 KB"},       {3'500, "4 KB"},
       {999'499, "999 KB"},   {999'500, "1 MB"},     {1'005'000'001, "1.01 GB"},
       {999'950'000, "1 GB"}, {kHighest, "9.22 EB"}, {kLowest, "-9.22 EB"}};
-  const EnvironmentVariable language("LC_ALL", "C");
+  const ManualUserSettings user;
   for (const auto& [count, text] : table)
-    EXPECT_EQ(NSByteCountFormatter::stringFromByteCount(count, NSByteCountFormatterCountStyleDecimal), text);
+    EXPECT_EQ(NSByteCountFormatter::stringFromByteCount(count, NSByteCountFormatterCountStyleDecimal, user),
+              text);
 }
 
 TEST(ByteText, KeepsToTheUnitsThatAreAllowed) {
@@ -171,11 +173,13 @@ TEST(OsRelease, OfTwoFilesTheFirstThatCanBeReadCountsElseTheKernel) {
 }
 
 TEST(DeviceFacts, AreReadOnceWhileByteTextFollowsTheLocale) {
-  const auto expectEverywhere = [](const std::string& number) {
+  const auto user = std::make_shared<ManualUserSettings>(UserSettings{.numbers = Locale("de_AT")});
+  const UIDevice device(VolumeInfo::shared(), user);
+  const auto expectEverywhere = [&](const std::string& number) {
     std::vector<std::future<std::pair<const std::string*, const std::string*>>> threads;
     for (int i = 0; i < 8; ++i) {
       threads.push_back(std::async(std::launch::async, [&] {
-        EXPECT_EQ(UIDevice::currentDevice().MBFormatter(1'500'000), number);
+        EXPECT_EQ(device.MBFormatter(1'500'000), number);
         return std::pair(&UIDevice::deviceLanguage(), &UIDevice::osVersion());
       }));
     }
@@ -183,14 +187,13 @@ TEST(DeviceFacts, AreReadOnceWhileByteTextFollowsTheLocale) {
     for (auto& thread : threads) EXPECT_EQ(thread.get(), expected);
   };
   // ThreadSanitizer does not see how ICU makes its own tables once; they are not what is tried here.
-  const NSByteCountFormatter first{Locale("de_AT@calendar=hebrew")};
-  const EnvironmentVariable german("LC_ALL", "de_AT.UTF-8@calendar=hebrew");
+  const NSByteCountFormatter first{Locale("de_AT")};
   expectEverywhere("1,5");
-  EXPECT_EQ(UIDevice::deviceLanguage(), "de_AT");
-  EXPECT_EQ(UIDevice::osVersion(), DeviceInfo::shared()->systemVersion());
-  const EnvironmentVariable english("LC_ALL", "C");
+  user->set({.numbers = Locale("en")});
   expectEverywhere("1.5");
-  EXPECT_EQ(UIDevice::deviceLanguage(), "de_AT");
+  const std::string locale = UserSettingsSource::shared()->current()->messages.identifier();
+  EXPECT_EQ(UIDevice::deviceLanguage(), locale.substr(0, locale.find('@')));
+  EXPECT_EQ(UIDevice::osVersion(), DeviceInfo::shared()->systemVersion());
 }
 
 }  // namespace

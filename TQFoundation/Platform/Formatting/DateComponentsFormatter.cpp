@@ -95,11 +95,12 @@ std::string usualText(std::uint32_t seconds, bool hasHours, const DurationStyle&
 
 }  // namespace
 
-std::string DateComponentsFormatter::string(double from) const {
+std::string DateComponentsFormatter::string(double from, const UserSettingsSource& settings) const {
   if (!(from >= kLowest && from < kBeyond)) return kNoDuration;
   if ((allowedUnits & kClockUnits) == 0) return {};
   const auto seconds = static_cast<std::int64_t>(from);
-  const DurationStyle& style = DurationStyle::current();
+  const auto snapshot = settings.current();
+  const DurationStyle& style = DurationStyle::of(*snapshot);
   if (!isUsual(seconds, *this, style)) return anyText(seconds, *this, style);
   return usualText(static_cast<std::uint32_t>(seconds), allowedUnits == kClockUnits, style);
 }

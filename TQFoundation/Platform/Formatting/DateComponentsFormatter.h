@@ -4,6 +4,7 @@
 #include <string>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -18,8 +19,7 @@ namespace tq {
 /// than the smallest one is cut off. A negative duration begins with "-", unless what is left of it is zero.
 ///
 /// Between the fields stands what the user's locale puts there in durations, nearly everywhere a colon, and
-/// digits are those of that locale: `Locale::current()` of each call. It costs next to nothing to make one of
-/// these and to write with it.
+/// digits are those of that locale. Making one of these costs next to nothing.
 ///
 /// Not thread-safe: one thread at a time; each thread makes its own.
 class TQ_API DateComponentsFormatter {
@@ -42,8 +42,9 @@ class TQ_API DateComponentsFormatter {
   /// The text of a duration in seconds. "--:--" for what is not a number, infinite or beyond the whole
   /// numbers of 64 bits; empty where no unit is allowed.
   ///
-  /// Thread-safe except against concurrent setenv().
-  [[nodiscard]] std::string string(double from) const;
+  /// Thread-safe.
+  [[nodiscard]] std::string string(double from,
+                                   const UserSettingsSource& settings = *UserSettingsSource::shared()) const;
 };
 
 }  // namespace tq

@@ -13,7 +13,6 @@
 
 #include "TQFoundation/Platform/Localization/Locale.h"
 #include "TQFoundation/Platform/Localization/LocaleDigits.h"
-#include "TQFoundation/Platform/Localization/UserLocaleValue.h"
 
 namespace tq {
 namespace {
@@ -64,8 +63,8 @@ DurationStyle styleOf(const Locale& locale) {
 
 }  // namespace
 
-const DurationStyle& DurationStyle::current() {
-  return userLocaleValue<DurationStyle, &styleOf>();
+const DurationStyle& DurationStyle::of(const UserSettings& settings) {
+  return settings.derived.get<DurationStyle>([&] { return styleOf(settings.dates); });
 }
 
 }  // namespace tq

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "TQFoundation/Platform/Formatting/ShortText.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -16,11 +17,8 @@ struct DurationStyle {
   char narrowSeparator = 0;
   std::array<std::array<char, 2>, 100> pairs{};
 
-  /// That of the environment at the moment of the call. It belongs to the calling thread, until its next
-  /// call.
-  ///
-  /// Thread-safe except against concurrent setenv().
-  [[nodiscard]] static const DurationStyle& current();
+  /// The style of the locale for dates, kept beside the settings.
+  [[nodiscard]] static const DurationStyle& of(const UserSettings& settings);
 };
 
 }  // namespace tq

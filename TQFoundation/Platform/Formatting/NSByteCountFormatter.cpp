@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "TQFoundation/Platform/Formatting/NumberMarks.h"
 
@@ -73,8 +74,11 @@ std::string textOf(std::int64_t byteCount, std::uint32_t units, bool includesUni
 
 }  // namespace
 
-NSByteCountFormatter::NSByteCountFormatter()
-    : marks_(std::make_shared<const NumberMarks>(NumberMarks::current())) {}
+NSByteCountFormatter::NSByteCountFormatter(const UserSettingsSource& settings) {
+  auto snapshot = settings.current();
+  const NumberMarks& marks = NumberMarks::of(*snapshot);
+  marks_ = {std::move(snapshot), &marks};  // they live as long as the snapshot
+}
 
 NSByteCountFormatter::NSByteCountFormatter(const Locale& locale)
     : marks_(std::make_shared<const NumberMarks>(NumberMarks::of(locale))) {}
@@ -85,8 +89,10 @@ std::string NSByteCountFormatter::stringFromByteCount(std::int64_t byteCount) co
 
 // There is one style; whoever adds another has textOf() look at it.
 std::string NSByteCountFormatter::stringFromByteCount(std::int64_t byteCount,
-                                                      NSByteCountFormatterCountStyle /*countStyle*/) {
-  return textOf(byteCount, NSByteCountFormatterUseAll, true, NumberMarks::current());
+                                                      NSByteCountFormatterCountStyle /*countStyle*/,
+                                                      const UserSettingsSource& settings) {
+  const auto snapshot = settings.current();
+  return textOf(byteCount, NSByteCountFormatterUseAll, true, NumberMarks::of(*snapshot));
 }
 
 }  // namespace tq

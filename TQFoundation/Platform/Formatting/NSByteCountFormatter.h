@@ -6,6 +6,7 @@
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -50,10 +51,10 @@ enum NSByteCountFormatterCountStyle {
 /// Not thread-safe: one thread at a time. Asking for texts alone is thread-safe.
 class TQ_API NSByteCountFormatter {
  public:
-  /// In the locale that the user has now.
-  NSByteCountFormatter();
+  /// In the locale for numbers that the user has now; later changes do not reach this object.
+  explicit NSByteCountFormatter(const UserSettingsSource& settings = *UserSettingsSource::shared());
 
-  /// In `locale`. Takes some 100 microseconds, while the user's locale is remembered.
+  /// In `locale`. Takes some 100 microseconds, while what the user's settings lead to is kept.
   explicit NSByteCountFormatter(const Locale& locale);
 
   /// At first all. A set of none is all.
@@ -70,8 +71,9 @@ class TQ_API NSByteCountFormatter {
   [[nodiscard]] std::string stringFromByteCount(std::int64_t byteCount) const;
 
   /// What a formatter with that style, set to nothing else, answers. Thread-safe.
-  [[nodiscard]] static std::string stringFromByteCount(std::int64_t byteCount,
-                                                       NSByteCountFormatterCountStyle countStyle);
+  [[nodiscard]] static std::string stringFromByteCount(
+      std::int64_t byteCount, NSByteCountFormatterCountStyle countStyle,
+      const UserSettingsSource& settings = *UserSettingsSource::shared());
 
  private:
   std::shared_ptr<const NumberMarks> marks_;

@@ -9,7 +9,6 @@
 #include <limits>
 
 #include "TQFoundation/Platform/Localization/LocaleDigits.h"
-#include "TQFoundation/Platform/Localization/UserLocaleValue.h"
 
 namespace tq {
 namespace {
@@ -79,8 +78,8 @@ NumberMarks NumberMarks::of(const Locale& locale) {
   return marks;
 }
 
-const NumberMarks& NumberMarks::current() {
-  return userLocaleValue<NumberMarks, &NumberMarks::of>();
+const NumberMarks& NumberMarks::of(const UserSettings& settings) {
+  return settings.derived.get<NumberMarks>([&] { return of(settings.numbers); });
 }
 
 void appendNumber(std::string& text, std::uint64_t value, int fractionDigits, const NumberMarks& marks) {

@@ -6,13 +6,14 @@
 
 #include "TQFoundation/Platform/Formatting/ShortText.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
 /// The signs of which a locale's numbers are made, for those who put the digits together themselves: that
 /// takes a third of what asking ICU for each text takes.
 ///
-///     appendNumber(text, 15, 1, NumberMarks::current());         // "1.5", "1,5", "۱٫۵"
+///     appendNumber(text, 15, 1, NumberMarks::of(settings));         // "1.5", "1,5", "۱٫۵"
 struct NumberMarks {
   std::array<ShortText, 10> digits;
   ShortText decimalMark;
@@ -26,11 +27,8 @@ struct NumberMarks {
   /// Reading them takes some 100 microseconds.
   [[nodiscard]] static NumberMarks of(const Locale& locale);
 
-  /// Those of the environment at the moment of the call. They belong to the calling thread, until its next
-  /// call.
-  ///
-  /// Thread-safe except against concurrent setenv().
-  [[nodiscard]] static const NumberMarks& current();
+  /// Those of the locale for numbers, kept beside the settings.
+  [[nodiscard]] static const NumberMarks& of(const UserSettings& settings);
 };
 
 /// Appends `value` divided by 10 to the power of `fractionDigits`, with groups and without zeros at its end.

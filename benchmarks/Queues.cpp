@@ -46,7 +46,7 @@ class OurLoop {
   void stop() { queue_->stop(); }
 
  private:
-  const std::shared_ptr<LoopQueue> queue_ = std::make_shared<LoopQueue>(std::this_thread::get_id());
+  const std::shared_ptr<LoopQueue> queue_ = LoopQueue::make();
 };
 
 class BareLoop {

@@ -26,15 +26,15 @@ class ManualTimer final : public Timer {
 }  // namespace
 
 void ManualQueue::async(Task task) {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   tasks_.push_back(std::move(task));
 }
 
-void ManualQueue::after(std::chrono::nanoseconds delay, Task task) {
-  callAt(now() + delay, std::move(task));
+void ManualQueue::after(Delay delay, Task task) {
+  callAt(now() + delay.nanoseconds(), std::move(task));
 }
 
-std::shared_ptr<Timer> ManualQueue::schedule(std::chrono::nanoseconds interval, Repeats repeats, Task task) {
+std::shared_ptr<Timer> ManualQueue::schedule(Delay interval, Repeats repeats, Task task) {
   auto timer = std::make_shared<ManualTimer>(std::move(task));
   // Each firing plans the next one, so the plan holds the timer for as long as it is valid.
   struct Plan {
@@ -49,7 +49,7 @@ std::shared_ptr<Timer> ManualQueue::schedule(std::chrono::nanoseconds interval, 
       if (timer->isValid()) queue.callAt(queue.now() + interval, *this);
     }
   };
-  callAt(now() + interval, Plan{*this, timer, interval, repeats});
+  callAt(now() + interval.nanoseconds(), Plan{*this, timer, interval.nanoseconds(), repeats});
   return timer;
 }
 
@@ -62,7 +62,7 @@ std::size_t ManualQueue::run() {
 bool ManualQueue::runNext() {
   Task task;
   {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (tasks_.empty()) return false;
     task = std::move(tasks_.front());
     tasks_.pop_front();
@@ -76,7 +76,7 @@ void ManualQueue::advance(std::chrono::nanoseconds time) {
   run();
   for (;;) {
     {
-      const std::scoped_lock lock(mutex_);
+      const MutexLock lock(mutex_);
       if (later_.empty() || later_.begin()->first > end) {
         now_ = end;
         return;
@@ -90,12 +90,12 @@ void ManualQueue::advance(std::chrono::nanoseconds time) {
 }
 
 std::chrono::nanoseconds ManualQueue::now() const {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   return now_;
 }
 
 void ManualQueue::callAt(std::chrono::nanoseconds moment, Task task) {
-  const std::scoped_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   later_.emplace(moment, std::move(task));
 }
 

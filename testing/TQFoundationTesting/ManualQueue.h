@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <thread>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 #include "TQFoundation/Platform/Queues/RunLoop.h"
 
@@ -24,11 +24,12 @@ namespace tq {
 class TQ_API ManualQueue final : public DispatchQueue, public RunLoop {
  public:
   void async(Task task) override;
-  void after(std::chrono::nanoseconds delay, Task task) override;
+  using DispatchQueue::async;
+  void after(Delay delay, Task task) override;
   [[nodiscard]] bool isCurrent() const override { return std::this_thread::get_id() == owner_; }
-  std::shared_ptr<Timer> schedule(std::chrono::nanoseconds interval, Repeats repeats, Task task) override;
+  std::shared_ptr<Timer> schedule(Delay interval, Repeats repeats, Task task) override;
 
-  /// Runs tasks until none is waiting, those that they add included, and answers how many.
+  /// Runs tasks until none is waiting, those that they add included, and returns how many.
   std::size_t run();
 
   /// Runs the task that has waited longest. False when there is none.
@@ -44,10 +45,10 @@ class TQ_API ManualQueue final : public DispatchQueue, public RunLoop {
   void callAt(std::chrono::nanoseconds moment, Task task);
 
   const std::thread::id owner_ = std::this_thread::get_id();
-  mutable std::mutex mutex_;
-  std::chrono::nanoseconds now_{};
-  std::deque<Task> tasks_;
-  std::multimap<std::chrono::nanoseconds, Task> later_;
+  mutable Mutex mutex_;
+  std::chrono::nanoseconds now_ TQ_GUARDED_BY(mutex_){};
+  std::deque<Task> tasks_ TQ_GUARDED_BY(mutex_);
+  std::multimap<std::chrono::nanoseconds, Task> later_ TQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace tq

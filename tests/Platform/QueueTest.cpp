@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 
 #include <atomic>
+#include <cerrno>
 #include <latch>
 
 #include "TQFoundationTesting/ManualQueue.h"
@@ -78,6 +80,7 @@ TEST_P(OrderedQueue, ATaskNeverRunsInsideAsyncAndIsReleasedBeforeTheNextOne) {
 }
 
 TEST_P(OrderedQueue, AfterKeepsTheOrderOfTheMoments) {
+  queue_->after(std::chrono::milliseconds::max(), [this] { note(4); });  // never, and not at once
   for (const auto& [delay, value] : {std::pair{60ms, 3}, {30ms, 2}, {-3'600'000ms, 1}})
     queue_->after(delay, [this, value = value] { note(value); });
   EXPECT_TRUE(haveRun(3));
@@ -97,7 +100,7 @@ class Loop : public testing::Test {
     pollfd polled{.fd = descriptor, .events = POLLIN, .revents = 0};
     return ::poll(&polled, 1, static_cast<int>(limit.count())) == 1;
   }
-  const std::shared_ptr<LoopQueue> loop_ = std::make_shared<LoopQueue>(std::this_thread::get_id());
+  const std::shared_ptr<LoopQueue> loop_ = LoopQueue::make();
   Numbers order_;
 };
 
@@ -124,12 +127,9 @@ TEST_F(Loop, ARunInsideATaskGoesOnWithTheTasksBehindIt) {
 }
 
 TEST_F(Loop, ItsDescriptorIsReadableExactlyWhileTasksWait) {
-  int wakeUps = 0;
-  loop_->setWakeUp([&] { ++wakeUps; });
   add(1);
   EXPECT_TRUE(readable(loop_->descriptor()));  // also when the task came before the descriptor
   loop_->async([&] { add(2); });
-  EXPECT_EQ(wakeUps, 1);
   loop_->drain();
   EXPECT_EQ(order_, (Numbers{1}));  // never what it adds itself: the host's loop has its turn
   EXPECT_TRUE(readable(loop_->descriptor()));
@@ -139,26 +139,88 @@ TEST_F(Loop, ItsDescriptorIsReadableExactlyWhileTasksWait) {
   add(3);
   loop_->run();
   EXPECT_TRUE(readable(loop_->descriptor()));  // what a stopped run has left
-  EXPECT_EQ(wakeUps, 3);
 }
 
-TEST_F(Loop, WhileItsThreadSleepsElsewhereTasksAndStopsStillArrive) {
-  std::thread other;
-  int sleeps = 0;
-  loop_->setSleep([&](int descriptor) {
-    if (++sleeps == 1) return add(1);  // found there, on this very thread
-    if (sleeps == 2)
-      other = std::thread([&] {
-        add(2);
-        std::this_thread::sleep_for(5ms);  // the loop sleeps again
-        loop_->stop();
-      });
-    EXPECT_TRUE(readable(descriptor, 20s));
+TEST_F(Loop, TheHostIsWokenForTasksFromBeforeAndForThoseThatADrainLeavesBehind) {
+  add(1);
+  int wakeUps = 0;
+  loop_->setWakeUp([&] { ++wakeUps; });
+  EXPECT_EQ(wakeUps, 1);
+  loop_->drain();
+  loop_->async([&] {
+    EXPECT_EQ(wakeUps, 3);  // by the task, and by what is behind it, for a nested loop
+    add(3);
+  });
+  add(2);
+  loop_->drain();
+  EXPECT_EQ(order_, (Numbers{1, 2}));
+  EXPECT_EQ(wakeUps, 3);  // the host has not come back since: it drains again
+  loop_->drain();
+  EXPECT_EQ(order_, (Numbers{1, 2, 3}));
+}
+
+TEST_F(Loop, EachStopEndsOneOfTheNestedRuns) {
+  loop_->async([&] {
+    loop_->async([&] {
+      loop_->stop();
+      loop_->stop();
+      add(2);
+    });
+    loop_->run();
+    add(1);
   });
   loop_->run();
-  other.join();
-  EXPECT_EQ(order_, (Numbers{1, 2}));
-  EXPECT_FALSE(readable(loop_->descriptor()));
+  EXPECT_EQ(order_, Numbers{});
+  loop_->stop();
+  loop_->stop();  // while no thread runs the queue they count as one
+  loop_->run();
+  addStop();
+  loop_->run();
+  EXPECT_EQ(order_, (Numbers{2, 1}));
+}
+
+TEST_F(Loop, ItsThreadIsNeverMistakenForALaterOneAndIsKnownFromItsAdoption) {
+  for (int i = 0; i < 20; ++i) {
+    std::thread([&] {
+      loop_->adopt();
+      loop_->sync([&] { order_.push_back(i); });  // at once, although nothing has been drained
+    }).join();
+    std::thread([&] { EXPECT_FALSE(loop_->isCurrent()); }).join();
+  }
+  EXPECT_EQ(order_.size(), 20U);
+}
+
+// Takes every descriptor from the process while it lives.
+class NoDescriptorLeft {
+ public:
+  NoDescriptorLeft() {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    rlimit none = before_;
+    none.rlim_cur = 0;
+    ::setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptorLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(Loop, WithoutADescriptorLeftThereIsAnErrorOrAnEndWithASentence) {
+  std::optional<NSError> error;
+  {
+    const NoDescriptorLeft none;
+    EXPECT_EQ(loop_->descriptor(&error), -1);
+  }
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, EMFILE);
+  EXPECT_EQ(error->localizedDescription(), "no descriptor for a queue: Too many open files");
+  add(1);
+  EXPECT_TRUE(readable(loop_->descriptor()));
+  const auto askWithout = [] {
+    const NoDescriptorLeft none;
+    static_cast<void>(LoopQueue::make()->descriptor());
+  };
+  EXPECT_DEATH(askWithout(), "TQFoundation: no descriptor for a queue: Too many open files");
 }
 
 TEST(RunLoop, ATimerFiresOnItsThreadWithoutWhatItMissedUntilInvalidatedAndThenLetsGoOfItsTask) {
@@ -184,7 +246,7 @@ TEST(RunLoop, ATimerFiresOnItsThreadWithoutWhatItMissedUntilInvalidatedAndThenLe
 }
 
 TEST(RunLoop, TimersSurviveInvalidationFromOtherThreadsAtAnyMoment) {
-  const auto loop = std::make_shared<LoopQueue>(std::thread::id());
+  const auto loop = LoopQueue::make();
   std::atomic<int> fired = 0;
   std::thread runner([&] { loop->run(); });
   for (int i = 0; i < 500; ++i) {
@@ -223,23 +285,6 @@ TEST(SerialQueue, LivesUntilItsLastTaskHasRunWithoutAnOwner) {
     queue->async([&ran, queue = queue.get()] { queue->async([&ran] { ++ran; }); });
   }
   EXPECT_TRUE(eventually([&] { return ran == 200; }));
-}
-
-TEST(SerialQueue, BriefTasksRunHereWhereTheQueueIsIdleAndInTurnWhereItIsNot) {
-  const auto brief = DispatchQueue::serial(DispatchQueue::Tasks::brief);
-  const auto here = std::this_thread::get_id();
-  Numbers ran;
-  brief->asyncHereIfIdle([&] {
-    EXPECT_EQ(std::this_thread::get_id(), here);
-    EXPECT_TRUE(brief->isCurrent());
-    brief->asyncHereIfIdle([&] { ran.push_back(2); });
-    ran.push_back(1);
-  });
-  brief->sync([&] { ran.push_back(3); });
-  EXPECT_EQ(ran, (Numbers{1, 2, 3}));
-  const auto any = DispatchQueue::serial();
-  any->asyncHereIfIdle([&] { EXPECT_NE(std::this_thread::get_id(), here); });
-  any->sync([] {});
 }
 
 }  // namespace

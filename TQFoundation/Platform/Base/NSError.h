@@ -54,6 +54,9 @@ inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
 inline constexpr std::int64_t NSURLErrorServerCertificateUntrusted = -1202;
 
+/// Errors of the system; the code is an `errno`.
+inline constexpr std::string_view NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
+
 /// Errors of files.
 inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::int64_t NSFileNoSuchFileError = 4;

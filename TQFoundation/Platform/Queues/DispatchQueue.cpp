@@ -139,6 +139,7 @@ void DispatchQueue::asyncHereIfIdle(Task task) {
 
 void DispatchQueue::sync(const std::function<void()>& task) {
   if (isCurrent()) return task();
+  const auto self = weak_from_this().lock();  // the task may release every other reference
   SyncGate gate;
   async([&] {
     task();
@@ -147,7 +148,8 @@ void DispatchQueue::sync(const std::function<void()>& task) {
   gate.wait();
 }
 
-void DispatchQueue::after(std::chrono::nanoseconds delay, Task task) {
+void DispatchQueue::after(Delay delay, Task task) {
+  using internal::TimerService;
   TimerService::callAt(TimerService::fromNow(delay),
                        [self = shared_from_this(), task = std::move(task)] { self->async(task); });
 }

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string_view>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Queues/Delay.h"
 #include "TQFoundation/Platform/Queues/Task.h"
 
 namespace tq {
@@ -38,6 +39,7 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
 
   /// Hands `task` over and returns at once. The task never runs inside this call.
   virtual void async(Task task) = 0;
+  void async(std::nullptr_t) = delete;
 
   /// Runs `task` now, on this thread, if the queue is a serial one of brief tasks that has nothing to do,
   /// else hands it over as `async` does. Spares the wake-up of another thread. For callers that hold no lock.
@@ -52,12 +54,16 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
   virtual void sync(const std::function<void()>& task);
 
   /// Hands `task` over once `delay` has passed. It cannot be taken back.
-  virtual void after(std::chrono::nanoseconds delay, Task task);
+  virtual void after(Delay delay, Task task);
 
   /// Whether what this thread does now happens on the queue, so that `sync` need not wait.
   [[nodiscard]] virtual bool isCurrent() const = 0;
 
   /// The main queue, which belongs to the host: it runs it as a loop, or drains it from its own.
+  ///
+  /// Its thread is the one that loaded the library until another one runs, drains or adopts it. A program
+  /// whose user interface has another thread calls `main()->adopt()` there first: before that, timers
+  /// started on that thread do not fire and its `sync` to the main queue waits for ever.
   [[nodiscard]] static const std::shared_ptr<LoopQueue>& main();
 
   /// A queue of background threads shared by the process. Tasks of high priority are begun before the others.

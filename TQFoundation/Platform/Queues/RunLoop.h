@@ -1,9 +1,9 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Queues/Delay.h"
 #include "TQFoundation/Platform/Queues/Task.h"
 
 namespace tq {
@@ -15,7 +15,7 @@ class TQ_API Timer {
  public:
   virtual ~Timer() = default;
 
-  /// Stops the timer and lets go of its task. On the loop's own thread nothing is fired after this call; on
+  /// Stops the timer and releases its task. On the loop's own thread nothing is fired after this call; on
   /// another one a firing that has begun goes to its end.
   virtual void invalidate() = 0;
 
@@ -30,7 +30,7 @@ class TQ_API Timer {
 ///     timer->invalidate();
 ///
 /// The timer, and with it whatever its task holds, lives until it is invalidated or, when it does not repeat,
-/// has fired. A loop that nobody runs fires nothing.
+/// has fired. A loop that no thread runs or drains fires nothing.
 ///
 /// Thread-safe.
 class TQ_API RunLoop {
@@ -40,11 +40,12 @@ class TQ_API RunLoop {
   virtual ~RunLoop() = default;
 
   /// Fires `task` on the loop's thread one `interval` from now, and every `interval` after that when it
-  /// repeats. Firings that the loop was too busy for are dropped, not made up for.
-  virtual std::shared_ptr<Timer> schedule(std::chrono::nanoseconds interval, Repeats repeats, Task task) = 0;
+  /// repeats. Firings that the loop was too busy for are dropped, not made up for. Intervals below 100 us
+  /// count as that.
+  virtual std::shared_ptr<Timer> schedule(Delay interval, Repeats repeats, Task task) = 0;
 
-  /// The calling thread's loop: the main queue on the thread that runs or drains it (before anybody did, on
-  /// the thread that loaded the library), else a `LoopQueue` of the thread's own.
+  /// The calling thread's loop: the main queue on its thread (see `DispatchQueue::main`), else a `LoopQueue`
+  /// of the thread's own.
   [[nodiscard]] static std::shared_ptr<RunLoop> current();
 };
 

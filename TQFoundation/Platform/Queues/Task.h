@@ -4,7 +4,7 @@
 
 namespace tq {
 
-/// A piece of work for a queue or a timer. It must not throw: nobody is there to catch, and the program ends.
+/// A piece of work for a queue or a timer. It must not throw: an exception ends the program.
 using Task = std::function<void()>;
 
 }  // namespace tq

@@ -1,52 +1,61 @@
 #include "TQFoundation/Platform/Queues/TimerService.h"
 
 #include <algorithm>
-#include <asio/executor_work_guard.hpp>
-#include <asio/io_context.hpp>
-#include <asio/post.hpp>
-#include <asio/steady_timer.hpp>
-#include <memory>
-#include <thread>
+#include <cerrno>
 #include <utility>
 
-namespace tq {
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Base/Thread.h"
+
+namespace tq::internal {
 namespace {
 
-class Engine {
- public:
-  static Engine& shared() {
-    static auto* const engine = new Engine;
-    return *engine;
-  }
-
-  asio::io_context& context() { return context_; }
-
- private:
-  Engine() {
-    std::thread([this] { context_.run(); }).detach();
-  }
-
-  asio::io_context context_{1};
-  asio::executor_work_guard<asio::io_context::executor_type> stayAwake_{context_.get_executor()};
-};
+TimerService& shared() {
+  static NeverDestroyed<TimerService> service;
+  return *service;
+}
 
 }  // namespace
 
-TimerService::Clock::time_point TimerService::fromNow(std::chrono::nanoseconds delay) {
-  constexpr std::chrono::nanoseconds kFarthest = std::chrono::hours(24 * 36'525);
-  return Clock::now() + std::clamp(delay, std::chrono::nanoseconds::zero(), kFarthest);
-}
-
-TimerService::Cancel TimerService::callAt(Clock::time_point moment, Task task) {
-  auto& context = Engine::shared().context();
-  auto timer = std::make_shared<asio::steady_timer>(context, moment);
-  timer->async_wait([task = std::move(task), timer](const asio::error_code& error) {
-    if (!error) task();
+TimerService::TimerService() {
+  const bool started = startThread("tq timers", [this] {
+    // Each task is destroyed, outside the lock, before the next one is taken.
+    for (;;) takeNextDue()();
   });
-  // A timer is not to be touched from two threads: the cancel goes to the engine's own.
-  return [weak = std::weak_ptr(timer), &context] {
-    if (auto running = weak.lock()) asio::post(context, [running] { running->cancel(); });
-  };
+  if (!started) abortForWantOf("no thread for timers", EAGAIN);
 }
 
-}  // namespace tq
+TimerService::Clock::time_point TimerService::fromNow(Delay delay) {
+  return Clock::now() + std::max(delay.nanoseconds(), std::chrono::nanoseconds::zero());
+}
+
+TimerService::Key TimerService::callAt(Clock::time_point moment, Task task) noexcept {
+  TimerService& self = shared();
+  const MutexLock lock(self.mutex_);
+  const Key key{moment, ++self.lastNumber_};
+  self.calls_.emplace(key, std::move(task));
+  if (self.calls_.begin()->first == key) self.firstChanged_.notifyOne();
+  return key;
+}
+
+void TimerService::cancel(const Key& key) {
+  TimerService& self = shared();
+  std::map<Key, Task>::node_type cancelled;  // destroyed after the lock is released: a task may own anything
+  const MutexLock lock(self.mutex_);
+  cancelled = self.calls_.extract(key);
+}
+
+Task TimerService::takeNextDue() {
+  const MutexLock lock(mutex_);
+  for (;;) {
+    if (calls_.empty()) {
+      firstChanged_.wait(mutex_);
+    } else if (const auto moment = calls_.begin()->first.moment; moment > Clock::now()) {
+      firstChanged_.waitUntil(mutex_, moment);
+    } else {
+      return std::move(calls_.extract(calls_.begin()).mapped());
+    }
+  }
+}
+
+}  // namespace tq::internal

@@ -1,26 +1,48 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
+#include <compare>
+#include <cstdint>
+#include <map>
 
+#include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Queues/Delay.h"
 #include "TQFoundation/Platform/Queues/Task.h"
 
-namespace tq {
+namespace tq::internal {
 
-/// Calls back at a moment, on a thread of its own that does nothing else; callers hop off it at once.
+/// Runs tasks at given moments, on one thread that does nothing else: a task may do no more than hand its
+/// work to a queue.
 ///
-/// Thread-safe. The thread starts with the first call and is never ended.
+/// Thread-safe. No lock is held while a task runs. Never destroyed; its thread is started by the first use.
 class TimerService {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Gives a call back; it may have begun already. Lets go of the task soon after.
-  using Cancel = std::function<void()>;
+  /// Names a call to come.
+  struct Key {
+    Clock::time_point moment;
+    std::uint64_t number = 0;  // in the order of the calls
+    friend auto operator<=>(const Key&, const Key&) = default;
+  };
 
-  /// The moment `delay` from now, kept within what the clock can hold.
-  [[nodiscard]] static Clock::time_point fromNow(std::chrono::nanoseconds delay);
+  /// The moment `delay` from now; now if it is negative.
+  [[nodiscard]] static Clock::time_point fromNow(Delay delay);
 
-  static Cancel callAt(Clock::time_point moment, Task task);
+  static Key callAt(Clock::time_point moment, Task task) noexcept;
+
+  /// Withdraws a call and destroys its task; one that has begun is left alone.
+  static void cancel(const Key& key);
+
+  TimerService();
+
+ private:
+  [[nodiscard]] Task takeNextDue();
+
+  Mutex mutex_;
+  ConditionVariable firstChanged_;
+  std::map<Key, Task> calls_ TQ_GUARDED_BY(mutex_);
+  std::uint64_t lastNumber_ TQ_GUARDED_BY(mutex_) = 0;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -4,7 +4,7 @@
 #include <thread>
 #include <utility>
 
-#include "TQFoundation/Platform/Queues/LookAround.h"
+#include "TQFoundation/Platform/Queues/SpinWait.h"
 
 namespace tq {
 
@@ -84,7 +84,7 @@ bool WorkerPool::takeNext(std::unique_lock<std::mutex>& lock, Task& task) {
   if (waiting_ == 0) {
     ++looking_;
     lock.unlock();
-    lookAround([this] { return waiting_ != 0; });
+    internal::spinWait([this] { return waiting_ != 0; });
     lock.lock();
     --looking_;
   }

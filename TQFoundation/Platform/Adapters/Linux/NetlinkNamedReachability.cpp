@@ -46,7 +46,7 @@ void NetlinkNamedReachability::planResolution(Clock::time_point moment) {
 
 void NetlinkNamedReachability::resolveAt(Clock::time_point moment) {
   if (moment <= Clock::now()) return resolve();
-  TimerService::callAt(moment, [weak = weak()] {
+  internal::TimerService::callAt(moment, [weak = weak()] {
     if (const auto self = weak.lock()) self->resolve();
   });
 }

@@ -168,7 +168,7 @@ void printFigures() {
   };
   row("type", "the model of the device (limit: uname)", 2.0);
   row("space", "free space of the home folder (limit: statvfs)", 1.05);
-  row("text", "a byte count as text, each (ICU: its number alone)", 1.0, Figure::Against::peer);
+  row("text", "a byte count as text, each (ICU: its number alone)", 1.2, Figure::Against::peer);
   row("lookup", "the model of a hardware identifier, each", 1.0, Figure::Against::peer);
 }
 

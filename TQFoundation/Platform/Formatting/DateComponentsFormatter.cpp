@@ -1,108 +1,60 @@
 #include "TQFoundation/Platform/Formatting/DateComponentsFormatter.h"
 
 #include <array>
-#include <cstddef>
-#include <cstring>
+#include <charconv>
+#include <limits>
+#include <string_view>
 
-#include "TQFoundation/Platform/Formatting/DurationStyle.h"
+#include "TQFoundation/Platform/Formatting/DurationSymbols.h"
 
 namespace tq {
 namespace {
 
+using Formatter = DateComponentsFormatter;
+using internal::DurationSymbols;
+
 constexpr const char* kNoDuration = "--:--";
 
-// The first doubles on either side that are no whole numbers of 64 bits; the lower one is.
-constexpr double kLowest = -9'223'372'036'854'775'808.0;
-constexpr double kBeyond = 9'223'372'036'854'775'808.0;
+// Whole numbers of 64 bits are from the first of these on, before the second; doubles hold both exactly.
+constexpr double kLowest = -0x1p63;
+constexpr double kBeyond = 0x1p63;
 
-// A field has up to 20 digits; beside the fields there are two separators and a sign.
-constexpr std::size_t kLongest = (3 * 20 + 2 + 1) * sizeof(ShortText);
+struct Unit {
+  Formatter::Units flag;
+  std::uint64_t seconds;
+};
+constexpr Unit kUnits[] = {{Formatter::hour, 3600}, {Formatter::minute, 60}, {Formatter::second, 1}};
 
-using Formatter = DateComponentsFormatter;
-
-constexpr Formatter::Units kShortUnits = Formatter::minute | Formatter::second;
-constexpr Formatter::Units kClockUnits = Formatter::hour | kShortUnits;
-
-char* writeLong(char* at, std::uint64_t value, const DurationStyle& style) {
-  if (value >= 10) at = writeLong(at, value / 10, style);
-  return style.digits[value % 10].writeTo(at);
-}
-
-char* writeField(char* at, std::uint64_t value, bool isPadded, const DurationStyle& style) {
-  if (value >= 100) return writeLong(at, value, style);
-  if (isPadded || value >= 10) at = style.digits[value / 10].writeTo(at);
-  return style.digits[value % 10].writeTo(at);
-}
-
-char* writeFields(char* at, std::uint64_t seconds, const Formatter& settings, const DurationStyle& style) {
-  bool isPadded = settings.zeroFormattingBehavior == Formatter::ZeroFormattingBehavior::pad;
-  bool isFirst = true;
-  const auto write = [&]<std::uint64_t secondsInUnit>(Formatter::Units unit) {
-    if ((settings.allowedUnits & unit) == 0) return;
-    if (!isFirst) at = style.separator.writeTo(at);
-    at = writeField(at, seconds / secondsInUnit, isPadded, style);
-    seconds %= secondsInUnit;
-    isFirst = false;
-    isPadded = true;
-  };
-  write.operator()<3600>(Formatter::hour);
-  write.operator()<60>(Formatter::minute);
-  write.operator()<1>(Formatter::second);
-  return at;
-}
-
-std::uint64_t smallestOf(Formatter::Units allowed) {
-  if ((allowed & Formatter::second) != 0) return 1;
-  return (allowed & Formatter::minute) != 0 ? 60 : 3600;
-}
-
-std::string anyText(std::int64_t seconds, const Formatter& settings, const DurationStyle& style) {
-  const auto bits = static_cast<std::uint64_t>(seconds);
-  const std::uint64_t magnitude = seconds < 0 ? 0 - bits : bits;
-  std::array<char, kLongest> text;
-  char* begin = text.data();
-  if (seconds < 0 && magnitude >= smallestOf(settings.allowedUnits)) *begin++ = '-';
-  return {text.data(), writeFields(begin, magnitude, settings, style)};
-}
-
-// Nearly all texts there are: two or three fields of two digits, all of them single bytes. They are written
-// in place; reading back at once what was written in pieces takes as long as to write it.
-bool isUsual(std::int64_t seconds, const Formatter& settings, const DurationStyle& style) {
-  if (!style.isNarrow || settings.zeroFormattingBehavior != Formatter::ZeroFormattingBehavior::pad)
-    return false;
-  const std::int64_t end = settings.allowedUnits == kClockUnits   ? 100 * 3600
-                           : settings.allowedUnits == kShortUnits ? 100 * 60
-                                                                  : 0;
-  return seconds >= 0 && seconds < end;
-}
-
-std::string usualText(std::uint32_t seconds, bool hasHours, const DurationStyle& style) {
-  std::string text = hasHours ? std::string("00:00:00") : std::string("00:00");
-  char* at = text.data();
-  const auto put = [&](std::uint32_t value) { std::memcpy(at, &style.pairs[value], 2); };
-  if (hasHours) {
-    put(seconds / 3600);
-    at[2] = style.narrowSeparator;
-    at += 3;
-    seconds %= 3600;
-  }
-  put(seconds / 60);
-  at[2] = style.narrowSeparator;
-  at += 3;
-  put(seconds % 60);
-  return text;
+void appendField(std::string& text, std::uint64_t value, bool isPadded, const DurationSymbols& symbols) {
+  std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> ascii;
+  const char* const end = std::to_chars(ascii.data(), ascii.data() + ascii.size(), value).ptr;
+  if (isPadded && value < 10) text += symbols.digits[0];
+  for (const char* digit = ascii.data(); digit < end; ++digit)
+    text += symbols.digits[static_cast<std::size_t>(*digit - '0')];
 }
 
 }  // namespace
 
 std::string DateComponentsFormatter::string(double from, const UserSettingsSource& settings) const {
   if (!(from >= kLowest && from < kBeyond)) return kNoDuration;
-  if ((allowedUnits & kClockUnits) == 0) return {};
-  const auto seconds = static_cast<std::int64_t>(from);
   const auto snapshot = settings.current();
-  const DurationStyle& style = DurationStyle::of(*snapshot);
-  if (!isUsual(seconds, *this, style)) return anyText(seconds, *this, style);
-  return usualText(static_cast<std::uint32_t>(seconds), allowedUnits == kClockUnits, style);
+  const auto& symbols =
+      snapshot->derived.get<DurationSymbols>([&] { return DurationSymbols::of(snapshot->dates); });
+  const auto whole = static_cast<std::int64_t>(from);
+  const auto bits = static_cast<std::uint64_t>(whole);
+  std::uint64_t left = whole < 0 ? 0 - bits : bits;
+  bool isPadded = zeroFormattingBehavior == ZeroFormattingBehavior::pad;
+  bool isZero = true;
+  std::string text;
+  for (const Unit& unit : kUnits) {
+    if ((allowedUnits & unit.flag) == 0) continue;
+    if (!text.empty()) text += symbols.separator;
+    appendField(text, left / unit.seconds, isPadded, symbols);
+    isZero = isZero && left < unit.seconds;
+    left %= unit.seconds;
+    isPadded = true;
+  }
+  return whole < 0 && !isZero ? "-" + text : text;
 }
 
 }  // namespace tq

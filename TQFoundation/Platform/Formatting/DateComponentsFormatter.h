@@ -8,29 +8,28 @@
 
 namespace tq {
 
-/// Writes durations the way a clock does: "01:05", "02:46:40".
+/// Writes durations as a clock does: "01:05", "02:46:40".
 ///
 ///     DateComponentsFormatter formatter;
 ///     formatter.zeroFormattingBehavior = DateComponentsFormatter::ZeroFormattingBehavior::pad;
 ///     formatter.allowedUnits = DateComponentsFormatter::minute | DateComponentsFormatter::second;
 ///     formatter.string(65.9);                       // "01:05"
 ///
-/// The largest of the allowed units takes all that there is, so that an hour may be "60:00"; what is smaller
-/// than the smallest one is cut off. A negative duration begins with "-", unless what is left of it is zero.
+/// The largest of the allowed units is not limited, so an hour may be "60:00"; what is smaller than the
+/// smallest one is truncated. A negative duration begins with "-", unless it is truncated to zero.
 ///
-/// Between the fields stands what the user's locale puts there in durations, nearly everywhere a colon, and
-/// digits are those of that locale. Making one of these costs next to nothing.
+/// The separator (a colon in nearly every language) and the digits are those of the user's locale for dates.
 ///
 /// Not thread-safe: one thread at a time; each thread makes its own.
 class TQ_API DateComponentsFormatter {
  public:
-  /// How a field is written that is short or zero.
+  /// How fields of fewer than two digits are written.
   enum class ZeroFormattingBehavior : std::uint32_t {
     standard = 1,   ///< In two digits, but the leading field in as few as it has.
     pad = 1U << 16  ///< In two digits at least, the leading field included.
   };
 
-  /// Units, to be joined by "|".
+  /// Units, combined by "|".
   using Units = std::uint32_t;
   static constexpr Units hour = 1U << 5;
   static constexpr Units minute = 1U << 6;
@@ -39,8 +38,8 @@ class TQ_API DateComponentsFormatter {
   ZeroFormattingBehavior zeroFormattingBehavior = ZeroFormattingBehavior::standard;
   Units allowedUnits = hour | minute | second;
 
-  /// The text of a duration in seconds. "--:--" for what is not a number, infinite or beyond the whole
-  /// numbers of 64 bits; empty where no unit is allowed.
+  /// Returns the text of a duration in seconds: "--:--" for NaN, infinity and what exceeds 64-bit integers;
+  /// empty if no unit is allowed.
   ///
   /// Thread-safe.
   [[nodiscard]] std::string string(double from,

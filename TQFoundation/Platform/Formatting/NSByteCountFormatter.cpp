@@ -1,13 +1,44 @@
 #include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
 
+#include <unicode/locid.h>
+#include <unicode/numberformatter.h>
+
 #include <array>
 #include <string_view>
 #include <utility>
 
-#include "TQFoundation/Platform/Formatting/NumberMarks.h"
-
 namespace tq {
+namespace internal {
+
+/// ICU's formatters of whole numbers, each of which shifts the decimal mark by another number of digits.
+class NumberFormats {
+ public:
+  explicit NumberFormats(const Locale& locale) {
+    const auto plain = icu::number::NumberFormatter::withLocale(icu::Locale(locale.identifier().c_str()));
+    for (int digits = 0; digits < kMostFractionDigits + 1; ++digits)
+      formats_[static_cast<std::size_t>(digits)] = plain.scale(icu::number::Scale::powerOfTen(-digits));
+  }
+
+  [[nodiscard]] std::string text(std::int64_t number, int fractionDigits) const {
+    UErrorCode status = U_ZERO_ERROR;
+    std::string text;
+    formats_[static_cast<std::size_t>(fractionDigits)]
+        .formatInt(number, status)
+        .toTempString(status)
+        .toUTF8String(text);
+    return U_SUCCESS(status) ? text : std::to_string(number);
+  }
+
+ private:
+  static constexpr int kMostFractionDigits = 2;
+  std::array<icu::number::LocalizedNumberFormatter, kMostFractionDigits + 1> formats_;
+};
+
+}  // namespace internal
+
 namespace {
+
+using internal::NumberFormats;
 
 struct Unit {
   NSByteCountFormatterUnits flag;
@@ -54,45 +85,47 @@ std::string_view nameOf(const Rounded& rounded) {
                                                                                   : rounded.unit->name;
 }
 
-std::string textOf(std::int64_t byteCount, std::uint32_t units, bool includesUnit, const NumberMarks& marks) {
+std::string textOf(std::int64_t byteCount, std::uint32_t units, bool includesUnit,
+                   const NumberFormats& numbers) {
   const std::uint32_t chosen = units & NSByteCountFormatterUseAll;
   const std::uint32_t allowed = chosen == 0 ? NSByteCountFormatterUseAll : chosen;
-  std::string text;
   if (byteCount == 0 && includesUnit) {
     const std::uint32_t kilobytes = allowed & NSByteCountFormatterUseKB;
-    return text.append("Zero ").append(inSuitableUnit(0, kilobytes != 0 ? kilobytes : allowed).unit->name);
+    return std::string("Zero ").append(inSuitableUnit(0, kilobytes != 0 ? kilobytes : allowed).unit->name);
   }
   const auto bits = static_cast<std::uint64_t>(byteCount);
   const Rounded rounded = inSuitableUnit(byteCount < 0 ? 0 - bits : bits, allowed);
-  const bool negative = byteCount < 0 && rounded.steps != 0;
-  if (negative) text += marks.negativePrefix.view();
-  appendNumber(text, rounded.steps, rounded.unit->fractionDigits, marks);
-  if (negative) text += marks.negativeSuffix.view();
+  const auto steps = static_cast<std::int64_t>(byteCount < 0 ? 0 - rounded.steps : rounded.steps);
+  std::string text = numbers.text(steps, rounded.unit->fractionDigits);
   if (includesUnit) text.append(" ").append(nameOf(rounded));
   return text;
+}
+
+const NumberFormats& formatsOf(const UserSettings& settings) {
+  return settings.derived.get<NumberFormats>([&] { return NumberFormats(settings.numbers); });
 }
 
 }  // namespace
 
 NSByteCountFormatter::NSByteCountFormatter(const UserSettingsSource& settings) {
   auto snapshot = settings.current();
-  const NumberMarks& marks = NumberMarks::of(*snapshot);
-  marks_ = {std::move(snapshot), &marks};  // they live as long as the snapshot
+  const NumberFormats& numbers = formatsOf(*snapshot);
+  numbers_ = {std::move(snapshot), &numbers};  // they live as long as the snapshot
 }
 
 NSByteCountFormatter::NSByteCountFormatter(const Locale& locale)
-    : marks_(std::make_shared<const NumberMarks>(NumberMarks::of(locale))) {}
+    : numbers_(std::make_shared<const NumberFormats>(locale)) {}
 
 std::string NSByteCountFormatter::stringFromByteCount(std::int64_t byteCount) const {
-  return textOf(byteCount, allowedUnits_, includesUnit_, *marks_);
+  return textOf(byteCount, allowedUnits_, includesUnit_, *numbers_);
 }
 
-// There is one style; whoever adds another has textOf() look at it.
+// There is one style; a second one needs a parameter of textOf().
 std::string NSByteCountFormatter::stringFromByteCount(std::int64_t byteCount,
                                                       NSByteCountFormatterCountStyle /*countStyle*/,
                                                       const UserSettingsSource& settings) {
   const auto snapshot = settings.current();
-  return textOf(byteCount, NSByteCountFormatterUseAll, true, NumberMarks::of(*snapshot));
+  return textOf(byteCount, NSByteCountFormatterUseAll, true, formatsOf(*snapshot));
 }
 
 }  // namespace tq

@@ -10,9 +10,11 @@
 
 namespace tq {
 
-struct NumberMarks;
+namespace internal {
+class NumberFormats;
+}
 
-/// The units a byte count may be told in; joined by "|".
+/// The units in which a byte count may be written; combined by "|".
 enum NSByteCountFormatterUnits : std::uint32_t {
   NSByteCountFormatterUseBytes = 1,
   NSByteCountFormatterUseKB = 2,
@@ -24,12 +26,12 @@ enum NSByteCountFormatterUnits : std::uint32_t {
   NSByteCountFormatterUseAll = 127,
 };
 
-/// How many bytes make a kilobyte. This library counts as the makers of disks do.
+/// The number of bytes in a kilobyte. This library counts in powers of 1000, as on the labels of disks.
 enum NSByteCountFormatterCountStyle {
   NSByteCountFormatterCountStyleDecimal = 2,  ///< 1000; 1 MB is 1,000,000 bytes and so on.
 };
 
-/// Tells byte counts to people, as short as the unit allows.
+/// Writes byte counts for people, as short as the unit allows.
 ///
 ///     NSByteCountFormatter::stringFromByteCount(1'536'000'000,                // "1.54 GB", "1,54 GB"
 ///                                               NSByteCountFormatterCountStyleDecimal);
@@ -48,35 +50,35 @@ enum NSByteCountFormatterCountStyle {
 /// Negative counts keep their sign, unless they are rounded to 0. Digits, their groups, the decimal mark and
 /// the sign are the locale's; the units are KB, MB, GB, TB, PB and EB in every language, "byte" and "bytes".
 ///
-/// Not thread-safe: one thread at a time. Asking for texts alone is thread-safe.
+/// Not thread-safe: one thread at a time. Calls of const functions alone are thread-safe.
 class TQ_API NSByteCountFormatter {
  public:
   /// In the locale for numbers that the user has now; later changes do not reach this object.
   explicit NSByteCountFormatter(const UserSettingsSource& settings = *UserSettingsSource::shared());
 
-  /// In `locale`. Takes some 100 microseconds, while what the user's settings lead to is kept.
+  /// In `locale`. Takes some 100 microseconds; those of the user's settings are made once.
   explicit NSByteCountFormatter(const Locale& locale);
 
-  /// At first all. A set of none is all.
+  /// All by default; an empty set means all.
   [[nodiscard]] std::uint32_t allowedUnits() const { return allowedUnits_; }
   void setAllowedUnits(std::uint32_t units) { allowedUnits_ = units; }
 
   [[nodiscard]] NSByteCountFormatterCountStyle countStyle() const { return countStyle_; }
   void setCountStyle(NSByteCountFormatterCountStyle style) { countStyle_ = style; }
 
-  /// Whether the unit follows the number, after a space. At first it does.
+  /// Whether the unit follows the number, after a space. True by default.
   [[nodiscard]] bool includesUnit() const { return includesUnit_; }
   void setIncludesUnit(bool includes) { includesUnit_ = includes; }
 
   [[nodiscard]] std::string stringFromByteCount(std::int64_t byteCount) const;
 
-  /// What a formatter with that style, set to nothing else, answers. Thread-safe.
+  /// Returns the text of a formatter with that style and default settings otherwise. Thread-safe.
   [[nodiscard]] static std::string stringFromByteCount(
       std::int64_t byteCount, NSByteCountFormatterCountStyle countStyle,
       const UserSettingsSource& settings = *UserSettingsSource::shared());
 
  private:
-  std::shared_ptr<const NumberMarks> marks_;
+  std::shared_ptr<const internal::NumberFormats> numbers_;  // never null
   std::uint32_t allowedUnits_ = NSByteCountFormatterUseAll;
   NSByteCountFormatterCountStyle countStyle_ = NSByteCountFormatterCountStyleDecimal;
   bool includesUnit_ = true;

@@ -51,7 +51,8 @@ class KeptByICU {
   KeptByICU()
       : format_(kPattern, icu::Locale(deviceLocale().identifier().c_str()), status_),
         calendar_(icu::Calendar::createInstance(
-            icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(TimeZone::deviceZone().identifier())),
+            icu::TimeZone::createTimeZone(
+                icu::UnicodeString::fromUTF8(UserSettingsSource::shared()->current()->timeZone.identifier())),
             icu::Locale(deviceLocale().identifier().c_str()), status_)) {}
 
   std::string text(double time) {

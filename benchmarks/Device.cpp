@@ -90,8 +90,8 @@ void enterText() {
         return bytes;
       },
       kCounts.size());
-  static const auto icus =
-      icu::number::NumberFormatter::withLocale(icu::Locale(Locale::current().identifier().c_str()));
+  static const auto icus = icu::number::NumberFormatter::withLocale(
+      icu::Locale(UserSettingsSource::shared()->current()->numbers.identifier().c_str()));
   enter(
       "text/ICU",
       [] {

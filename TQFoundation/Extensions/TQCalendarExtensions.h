@@ -18,7 +18,7 @@ namespace tq {
 /// midnight at the end of a month may be about different months. Every date is the first moment of a day;
 /// where the calendar has no result, it is the present moment.
 ///
-/// Thread-safe except against concurrent setenv().
+/// Thread-safe.
 
 /// Returns the first moment of the current month (not, as the name has it, of the one before).
 [[nodiscard]] TQ_API Date previousMonth(const Calendar& calendar = Calendar::current(),

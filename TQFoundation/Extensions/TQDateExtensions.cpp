@@ -1,6 +1,7 @@
 #include "TQFoundation/Extensions/TQDateExtensions.h"
 
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 
 namespace tq {
 namespace {
@@ -21,8 +22,8 @@ std::int64_t difference(Component component, Date from, Date to, const Calendar&
 }  // namespace
 
 const Calendar& currentCalendar() {
-  static const auto& calendar = *new Calendar(Calendar::current());
-  return calendar;
+  static const NeverDestroyed<Calendar> calendar(Calendar::current());
+  return *calendar;
 }
 
 Date startOfTheDay(Date date, const Calendar& calendar) {
@@ -75,8 +76,9 @@ std::int64_t interval(Date date, Component ofComponent, Date from, const Calenda
   return start && end ? *end - *start : 0;
 }
 
-Date day(Date date) {
-  return dayFormatter().date(dayFormatter().string(date)).value_or(date);
+Date day(Date date, const UserSettingsSource& settings) {
+  const DateFormatter& formatter = dayFormatter();
+  return formatter.date(formatter.string(date, settings), settings).value_or(date);
 }
 
 }  // namespace tq

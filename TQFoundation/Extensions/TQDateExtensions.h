@@ -4,6 +4,7 @@
 
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 #include "TQFoundation/Platform/Time/Calendar.h"
 
 namespace tq {
@@ -49,8 +50,8 @@ namespace tq {
 [[nodiscard]] TQ_API std::int64_t interval(Date date, Calendar::Component ofComponent, Date from,
                                            const Calendar& calendar = currentCalendar());
 
-/// The first moment of `date`'s day as `dayFormatter()` sees it: in the device's zone at this moment, which
+/// The first moment of `date`'s day as `dayFormatter()` sees it: in the user's zone at this moment, which
 /// `startOfTheDay` does not follow.
-[[nodiscard]] TQ_API Date day(Date date);
+[[nodiscard]] TQ_API Date day(Date date, const UserSettingsSource& settings = *UserSettingsSource::shared());
 
 }  // namespace tq

@@ -1,16 +1,17 @@
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
 
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Localization/Bundle.h"
 
 namespace tq {
 
-Locale deviceLocale(const Bundle& bundle) {
-  return Locale(bundle.preferredLocalizations().front());
+Locale deviceLocale(const Bundle& bundle, const UserSettingsSource& settings) {
+  return Locale(bundle.preferredLocalizations(settings.current()->languages).front());
 }
 
 const Locale& deviceLocale() {
-  static const auto& locale = *new Locale(deviceLocale(Bundle::main()));
-  return locale;
+  static const NeverDestroyed<Locale> locale(deviceLocale(Bundle::main()));
+  return *locale;
 }
 
 DateFormatter dateFormatter(std::string_view dateFormat) {
@@ -18,21 +19,21 @@ DateFormatter dateFormatter(std::string_view dateFormat) {
 }
 
 const DateFormatter& dayFormatter() {
-  static const auto& formatter = *new DateFormatter(dateFormatter("dd MMM, yyyy"));
-  return formatter;
+  static const NeverDestroyed<DateFormatter> formatter(dateFormatter("dd MMM, yyyy"));
+  return *formatter;
 }
 
 const DateFormatter& monthFormatter() {
-  static const auto& formatter = *new DateFormatter(dateFormatter("MMMM yyyy"));
-  return formatter;
+  static const NeverDestroyed<DateFormatter> formatter(dateFormatter("MMMM yyyy"));
+  return *formatter;
 }
 
-std::string libraryDayGroupFormatted(Date date) {
-  return dayFormatter().string(date);
+std::string libraryDayGroupFormatted(Date date, const UserSettingsSource& settings) {
+  return dayFormatter().string(date, settings);
 }
 
-std::string libraryMonthGroupFormatted(Date date) {
-  return monthFormatter().string(date);
+std::string libraryMonthGroupFormatted(Date date, const UserSettingsSource& settings) {
+  return monthFormatter().string(date, settings);
 }
 
 }  // namespace tq

@@ -8,6 +8,7 @@
 #include "TQFoundation/Platform/Formatting/DateFormatter.h"
 #include "TQFoundation/Platform/Localization/Bundle.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -17,8 +18,9 @@ namespace tq {
 ///
 ///     const Locale now = deviceLocale(Bundle::main());
 ///
-/// Thread-safe except against concurrent setenv().
-[[nodiscard]] TQ_API Locale deviceLocale(const Bundle& bundle);
+/// Thread-safe.
+[[nodiscard]] TQ_API Locale deviceLocale(const Bundle& bundle,
+                                         const UserSettingsSource& settings = *UserSettingsSource::shared());
 
 /// The main bundle's as it was at the first use in this process, never destroyed: whatever is headed by dates
 /// speaks one language for as long as the program runs.
@@ -40,11 +42,13 @@ namespace tq {
 [[nodiscard]] TQ_API const DateFormatter& monthFormatter();
 
 /// The headings under which a library of media puts what was made at `date`: the day ("05 Mar, 2024") and the
-/// month ("March 2024"), in the language of the application and the device's time zone of this moment. Empty
+/// month ("March 2024"), in the language of the application and the user's time zone of this moment. Empty
 /// for what is no date.
 ///
 /// Thread-safe.
-[[nodiscard]] TQ_API std::string libraryDayGroupFormatted(Date date);
-[[nodiscard]] TQ_API std::string libraryMonthGroupFormatted(Date date);
+[[nodiscard]] TQ_API std::string libraryDayGroupFormatted(
+    Date date, const UserSettingsSource& settings = *UserSettingsSource::shared());
+[[nodiscard]] TQ_API std::string libraryMonthGroupFormatted(
+    Date date, const UserSettingsSource& settings = *UserSettingsSource::shared());
 
 }  // namespace tq

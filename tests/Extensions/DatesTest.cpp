@@ -14,6 +14,7 @@
 #include "TQFoundation/Extensions/TQCalendarExtensions.h"
 #include "TQFoundation/Extensions/TQDateExtensions.h"
 #include "TQFoundationTesting/ManualClock.h"
+#include "TQFoundationTesting/ManualUserSettings.h"
 #include "tests/support/Dates.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -203,7 +204,7 @@ TEST(Months, BeginInTheKeptCalendarsZoneOnceTheUserHasMoved) {
 std::string differenceFromLibrary(const std::string& value, std::int64_t from, std::int64_t to) {
   const EnvironmentVariable variable("TZ", value);
   ::tzset();
-  const TimeZone zone = TimeZone::current();
+  const TimeZone zone = TimeZone::ofVariable(value);
   std::mt19937_64 random(7);
   std::uniform_int_distribution<std::time_t> anyTime(from, to);
   for (int i = 0; i < 1500; ++i) {
@@ -239,14 +240,13 @@ TEST(Zones, UnderstandTheRulesAndPathsThatTheLibraryUnderstands) {
         "../../../etc/passwd", "Europe"}) {
     EXPECT_EQ(differenceFromLibrary(value, 0, 40'000'000'000), "");
   }
-  const EnvironmentVariable variable("TZ", std::string(100'000, 'A') + "3");
-  EXPECT_EQ(TimeZone::current(), TimeZone::utc());
+  EXPECT_EQ(TimeZone::ofVariable(std::string(100'000, 'A') + "3"), TimeZone::utc());
 }
 
 TEST(Zones, HaveNamesAndRefuseWhatIsNone) {
-  const EnvironmentVariable path("TZ", "/usr/share/zoneinfo/right/Europe/Kyiv");
-  EXPECT_EQ(TimeZone::current().identifier(), "Europe/Kyiv");
-  EXPECT_EQ(TimeZone::current(), TimeZone::make("Europe/Kyiv"));
+  const auto kyiv = TimeZone::ofVariable("/usr/share/zoneinfo/right/Europe/Kyiv");
+  EXPECT_EQ(kyiv.identifier(), "Europe/Kyiv");
+  EXPECT_EQ(kyiv, TimeZone::make("Europe/Kyiv"));
   for (const char* const wrong :
        {"", "Europe", "Mars/Olympus", "../UTC", "/usr/share/zoneinfo/UTC", "Europe/Kyiv\n"})
     EXPECT_FALSE(TimeZone::make(wrong)) << wrong;
@@ -278,25 +278,26 @@ TEST(Zones, DamagedFilesAreNoZones) {
   }
 }
 
-TEST(CurrentCalendar, ReadsTheEnvironmentAnewAndIsKeptAsItWas) {
+TEST(CurrentCalendar, FollowsTheSettingsAndIsKeptAsItWas) {
   const std::tuple<const char*, const char*, int> cases[] = {
-      {"C.UTF-8", "gregorian", 1},     {"en@calendar=hebrew", "hebrew", 1},
-      {"de_DE.UTF-8", "gregorian", 2}, {"th@calendar=gregorian", "gregorian", 1},
-      {"th_TH.UTF-8", "buddhist", 1},  {"fa_IR.UTF-8", "persian", 7}};
+      {"en_US_POSIX", "gregorian", 1}, {"en@calendar=hebrew", "hebrew", 1},
+      {"de_DE", "gregorian", 2},       {"th@calendar=gregorian", "gregorian", 1},
+      {"th_TH", "buddhist", 1},        {"fa_IR", "persian", 7}};
   const TimeZone kept = currentCalendar().timeZone();
   const std::string keptSystem = currentCalendar().identifier();
-  const EnvironmentVariable zone("TZ", kept.identifier() == "Asia/Tokyo" ? "Asia/Seoul" : "Asia/Tokyo");
+  ManualUserSettings user;
   for (const auto& [locale, system, firstWeekday] : cases) {
-    const EnvironmentVariable all("LC_ALL", locale);
-    const Calendar calendar = Calendar::current();
+    user.set({.dates = Locale(locale), .timeZone = *TimeZone::make("Asia/Tokyo")});
+    const Calendar calendar = Calendar::current(user);
     EXPECT_EQ(calendar.identifier(), system) << locale;
     EXPECT_EQ(calendar.firstWeekday(), firstWeekday) << locale;
-    EXPECT_EQ(calendar.timeZone(), TimeZone::current());
+    EXPECT_EQ(calendar.timeZone().identifier(), "Asia/Tokyo");
+    EXPECT_EQ(&calendar.timeZone(), &Calendar::current(user).timeZone());  // one for each snapshot
     EXPECT_EQ(currentCalendar().timeZone(), kept);
     EXPECT_EQ(currentCalendar().identifier(), keptSystem);
   }
-  // A day is read back in the device's zone, which may be another than the kept one.
-  EXPECT_EQ(day(utc("2024-01-01 20:00")), utc("2024-01-01 15:00"));
+  // A day is read back in the user's zone, which may be another than the kept one.
+  EXPECT_EQ(day(utc("2024-01-01 20:00"), user), utc("2024-01-01 15:00"));
 }
 
 }  // namespace

@@ -34,8 +34,12 @@ DateFormatter formatter(const char* pattern, const char* locale = "en") {
   return {pattern, Locale(locale)};
 }
 
+UserSettings in(const char* zone) {
+  return {.timeZone = TimeZone::make(zone).value()};
+}
+
 TEST(Headings, AreInTheWordsDigitsAndCalendarOfTheLanguage) {
-  const EnvironmentVariable zone("TZ", "UTC");
+  const ManualUserSettings user(in("UTC"));
   // Checked against another library's data; the years of Thailand and Iran by hand.
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"en", "05 Mar, 2024", "March 2024"},     {"de", "05 März, 2024", "März 2024"},
@@ -47,16 +51,16 @@ TEST(Headings, AreInTheWordsDigitsAndCalendarOfTheLanguage) {
       {"mr", "०५ मार्च, २०२४", "मार्च २०२४"},     {"th", "05 มี.ค., 2567", "มีนาคม 2567"},
       {"fa", "۱۵ اسفند, ۱۴۰۲", "اسفند ۱۴۰۲"},   {"en@calendar=hebrew", "25 Adar I, 5784", "Adar I 5784"}};
   for (const auto& [locale, day, month] : cases) {
-    EXPECT_EQ(formatter(kDay, locale).string(utc("2024-03-05")), day) << locale;
-    EXPECT_EQ(formatter(kMonth, locale).string(utc("2024-03-05")), month) << locale;
-    EXPECT_EQ(formatter(kDay, locale).date(day), utc("2024-03-05")) << locale;
+    EXPECT_EQ(formatter(kDay, locale).string(utc("2024-03-05"), user), day) << locale;
+    EXPECT_EQ(formatter(kMonth, locale).string(utc("2024-03-05"), user), month) << locale;
+    EXPECT_EQ(formatter(kDay, locale).date(day, user), utc("2024-03-05")) << locale;
   }
-  EXPECT_EQ(formatter("LLLL yyyy", "ru").string(utc("2024-03-05")), "март 2024");
-  EXPECT_EQ(formatter("''dd'd' yyyy").string(utc("1600-01-01")), "'01d 1600");
+  EXPECT_EQ(formatter("LLLL yyyy", "ru").string(utc("2024-03-05"), user), "март 2024");
+  EXPECT_EQ(formatter("''dd'd' yyyy").string(utc("1600-01-01"), user), "'01d 1600");
 }
 
 TEST(Headings, AreReadBackInEveryLocale) {
-  const EnvironmentVariable zone("TZ", "UTC");
+  const ManualUserSettings user(in("UTC"));
   std::vector<Date> dates = {utc("1599-12-31 23:59:59"), utc("1582-10-15"), utc("1582-10-04"),
                              utc("0800-07-01"), utc("10000-01-01")};
   for (double date = -1e12; date < 3e12; date += 2.013e11) dates.emplace_back(Date::duration(date));
@@ -66,11 +70,11 @@ TEST(Headings, AreReadBackInEveryLocale) {
     for (const char* const pattern : {kDay, kMonth}) {
       const auto heading = formatter(pattern, locales[i].getName());
       for (const Date date : dates) {
-        const std::string text = heading.string(date);
+        const std::string text = heading.string(date, user);
         if (text.find('-') != std::string::npos) continue;  // a year before the era
-        const auto back = heading.date(text);
+        const auto back = heading.date(text, user);
         ASSERT_TRUE(back) << locales[i].getName() << ": " << text;
-        ASSERT_EQ(heading.string(*back), text) << locales[i].getName();
+        ASSERT_EQ(heading.string(*back, user), text) << locales[i].getName();
       }
     }
   }
@@ -92,50 +96,50 @@ TEST(Headings, NameZonesAsPeopleDoAndAreReadByThePresentRules) {
   const auto byName = formatter("dd MMM yyyy HH:mm zzzz");
   const auto byIdentifier = formatter("dd MMM yyyy HH:mm VV");
   for (const auto& [zone, date, named, identified] : cases) {
-    const EnvironmentVariable there("TZ", zone);
-    const std::string day = formatter("dd MMM yyyy ").string(utc(date));
-    EXPECT_EQ(byName.string(utc(date)), day + named);
-    EXPECT_EQ(byName.date(day + named), utc(date)) << named;
-    EXPECT_EQ(byIdentifier.string(utc(date)), day + identified);
-    const EnvironmentVariable away("TZ", "Asia/Tokyo");
-    EXPECT_EQ(byIdentifier.date(day + identified), utc(date)) << identified;
+    const ManualUserSettings user(in(zone));
+    const std::string day = formatter("dd MMM yyyy ").string(utc(date), user);
+    EXPECT_EQ(byName.string(utc(date), user), day + named);
+    EXPECT_EQ(byName.date(day + named, user), utc(date)) << named;
+    EXPECT_EQ(byIdentifier.string(utc(date), user), day + identified);
+    const ManualUserSettings away(in("Asia/Tokyo"));
+    EXPECT_EQ(byIdentifier.date(day + identified, away), utc(date)) << identified;
   }
   // In the hour that occurs twice the name says which one is meant.
-  const EnvironmentVariable there("TZ", "America/New_York");
-  EXPECT_EQ(byName.date("03 Nov 2024 01:30 Eastern Standard Time"), utc("2024-11-03 06:30"));
+  const ManualUserSettings user(in("America/New_York"));
+  EXPECT_EQ(byName.date("03 Nov 2024 01:30 Eastern Standard Time", user), utc("2024-11-03 06:30"));
 }
 
 TEST(Headings, AreReadOnlyWhereTheyFitAndTheDayExists) {
-  const EnvironmentVariable zone("TZ", "UTC");
+  const ManualUserSettings user(in("UTC"));
   const auto heading = formatter(kDay);
   for (const char* const text : {"05 MAR, 2024", "05  mar, 2024", "٠٥ Mar, 2024", "29 Feb, 2024"})
-    EXPECT_TRUE(heading.date(text)) << text;
+    EXPECT_TRUE(heading.date(text, user)) << text;
   for (const char* const text :
        {"", "5 Mar, 2024", "05 Mar, 24", "05 Mar, 024", "٠٥ Mar, ٢٤", "32 Mar, 2024", "00 Mar, 2024",
         "30 Feb, 2024", "29 Feb, 2023", "05 Mär, 2024", "05 Mar 2024", "05 Mar, 2024 ", "05 Mar, 2024x",
         "05 Mar, 20\xFF", "05 Mar, 99999999999"})
-    EXPECT_FALSE(heading.date(text)) << text;
-  EXPECT_FALSE(heading.date(std::string(1 << 20, '5')));
-  EXPECT_EQ(formatter(kMonth).date("February 2024"), utc("2024-02-01"));
-  EXPECT_EQ(formatter(kDay, "fa").date("15 اسفند, 1402"), utc("2024-03-05"));
-  EXPECT_EQ(formatter("yyyy-MM-dd HH:mm Z").date("2024-03-05 10:00 +0200"), utc("2024-03-05 08:00"));
+    EXPECT_FALSE(heading.date(text, user)) << text;
+  EXPECT_FALSE(heading.date(std::string(1 << 20, '5'), user));
+  EXPECT_EQ(formatter(kMonth).date("February 2024", user), utc("2024-02-01"));
+  EXPECT_EQ(formatter(kDay, "fa").date("15 اسفند, 1402", user), utc("2024-03-05"));
+  EXPECT_EQ(formatter("yyyy-MM-dd HH:mm Z").date("2024-03-05 10:00 +0200", user), utc("2024-03-05 08:00"));
   for (const char* const text : {"24-03-05 10:00 +0200", "2024-3-05 10:00 +0200", "2024-03-05 9:00 +0200"})
-    EXPECT_FALSE(formatter("yyyy-MM-dd HH:mm Z").date(text)) << text;
-  EXPECT_EQ(formatter("d MMM yy").date("5 Mar 24"), utc("2024-03-05"));
+    EXPECT_FALSE(formatter("yyyy-MM-dd HH:mm Z").date(text, user)) << text;
+  EXPECT_EQ(formatter("d MMM yy").date("5 Mar 24", user), utc("2024-03-05"));
 }
 
 TEST(Headings, OfWhatIsNoDateOrInAPatternThatMeansNothingAreEmpty) {
-  const EnvironmentVariable zone("TZ", "UTC");
+  const ManualUserSettings user(in("UTC"));
   for (const double number : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e300, -1e19}) {
     const Date date{Date::duration(number)};
-    EXPECT_EQ(libraryDayGroupFormatted(date), "");
-    EXPECT_EQ(formatter("HH:mm").string(date), "");
-    EXPECT_TRUE(day(date) == date || std::isnan(number));
+    EXPECT_EQ(libraryDayGroupFormatted(date, user), "");
+    EXPECT_EQ(formatter("HH:mm").string(date, user), "");
+    EXPECT_TRUE(day(date, user) == date || std::isnan(number));
   }
-  EXPECT_EQ(formatter("yyyy G").string(Date(Date::duration(1e17))), "3170843 AD");
+  EXPECT_EQ(formatter("yyyy G").string(Date(Date::duration(1e17)), user), "3170843 AD");
   for (const char* const pattern : {"jj", "dd J", "nn"}) {
-    EXPECT_EQ(formatter(pattern).string(utc("2024-03-05")), "") << pattern;
-    EXPECT_FALSE(formatter(pattern).date("05")) << pattern;
+    EXPECT_EQ(formatter(pattern).string(utc("2024-03-05"), user), "") << pattern;
+    EXPECT_FALSE(formatter(pattern).date("05", user)) << pattern;
   }
 }
 
@@ -146,11 +150,12 @@ TEST(Headings, FollowTheDevicesZoneAtEachCallWhileACalendarStays) {
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"Europe/Kyiv", "05 00:30 +02:00", "2024-03-04 22:00"},
       {"America/St_Johns", "04 19:00 -03:30", "2024-03-04 03:30"}};
+  ManualUserSettings user;
   for (const auto& [zone, text, start] : cases) {
-    const EnvironmentVariable there("TZ", zone);
-    EXPECT_EQ(time.string(afterMidnight), text);
-    EXPECT_EQ(libraryDayGroupFormatted(afterMidnight), std::string(text, 2) + " Mar, 2024");
-    EXPECT_EQ(day(afterMidnight), utc(start));
+    user.set(in(zone));
+    EXPECT_EQ(time.string(afterMidnight, user), text);
+    EXPECT_EQ(libraryDayGroupFormatted(afterMidnight, user), std::string(text, 2) + " Mar, 2024");
+    EXPECT_EQ(day(afterMidnight, user), utc(start));
     EXPECT_EQ(startOfTheDay(afterMidnight, calendar), utc("2024-03-04 22:00"));
   }
 }
@@ -162,27 +167,27 @@ TEST(Headings, AreReadAsTheFirstMomentOfADayThatClocksChange) {
       {"Europe/Kyiv", "27 Oct, 2024 03:30", "2024-10-27 00:30"},
       {"Australia/Lord_Howe", "06 Oct, 2024 02:15", "2024-10-05 15:30"}};
   for (const auto& [zone, text, moment] : cases) {
-    const EnvironmentVariable there("TZ", zone);
-    EXPECT_EQ(formatter("dd MMM, yyyy HH:mm").date(text), utc(moment)) << zone;
-    const auto start = formatter(kDay).date(std::string(text).substr(0, 12));
-    EXPECT_EQ(day(utc(moment)), start) << zone;
+    const ManualUserSettings user(in(zone));
+    EXPECT_EQ(formatter("dd MMM, yyyy HH:mm").date(text, user), utc(moment)) << zone;
+    const auto start = formatter(kDay).date(std::string(text).substr(0, 12), user);
+    EXPECT_EQ(day(utc(moment), user), start) << zone;
     EXPECT_EQ(startOfTheDay(utc(moment), calendarOf("gregorian", zone)), start) << zone;
   }
 }
 
 TEST(Headings, AreWrittenAndReadByManyThreadsAtOnce) {
-  const EnvironmentVariable zone("TZ", "Europe/Kyiv");
-  const ManualUserSettings user({.dates = Locale("da_DK")});
+  const ManualUserSettings user({.dates = Locale("da_DK"), .timeZone = *TimeZone::make("Europe/Kyiv")});
   const auto persian = formatter("EEEE d MMMM yyyy HH:mm", "fa");
   std::vector<std::jthread> threads;
   for (int thread = 0; thread < 12; ++thread) {
     threads.emplace_back([thread, persian, &user] {
       for (int round = 0; round < 200; ++round) {
         const Date date = utc("2024-01-01") + std::chrono::hours(24 * (round * 12 + thread));
-        EXPECT_EQ(persian.date(persian.string(date)), date);
-        EXPECT_EQ(dayFormatter().string(day(date)), libraryDayGroupFormatted(date));
-        EXPECT_EQ(monthFormatter().string(*monthFormatter().date(libraryMonthGroupFormatted(date))),
-                  libraryMonthGroupFormatted(date));
+        EXPECT_EQ(persian.date(persian.string(date, user), user), date);
+        EXPECT_EQ(dayFormatter().string(day(date, user), user), libraryDayGroupFormatted(date, user));
+        EXPECT_EQ(monthFormatter().string(
+                      *monthFormatter().date(libraryMonthGroupFormatted(date, user), user), user),
+                  libraryMonthGroupFormatted(date, user));
         EXPECT_EQ(timeFormattedString(3601.0, user), "01.00.01");
       }
     });
@@ -240,26 +245,6 @@ TEST(Duration, HasTheSeparatorAndTheDigitsOfTheUsersLocale) {
   }
 }
 
-TEST(UserLocale, IsTheFirstOfTheEnvironmentInUnicodesWords) {
-  const EnvironmentVariable noAll("LC_ALL", "");
-  const EnvironmentVariable noTime("LC_TIME", "");
-  const std::pair<const char*, const char*> cases[] = {
-      {"de_DE.UTF-8@euro", "de_DE"},
-      {"sr_RS.UTF-8@latin", "sr_Latn_RS"},
-      {"ca_ES@valencia", "ca_ES_VALENCIA"},
-      {"C.UTF-8@calendar=hebrew", "en_US_POSIX@calendar=hebrew"},
-      {"th_TH@numbers=thai;x=y;calendar=nonsense", "th_TH@numbers=thai"}};
-  for (const auto& [name, identifier] : cases) {
-    const EnvironmentVariable lang("LANG", name);
-    EXPECT_EQ(Locale::current().identifier(), identifier) << name;
-  }
-  const std::string endless = "de_" + std::string(100'000, 'x');
-  for (const std::string& name : {""s, "C"s, "xx_YY"s, "../../etc/passwd"s, "_"s, "de\xFF"s, endless}) {
-    const EnvironmentVariable lang("LANG", name);
-    EXPECT_EQ(Locale::current().identifier(), "en_US_POSIX") << name.substr(0, 40);
-  }
-}
-
 // Runs once more in a copy of this program that has another main bundle beside it.
 TEST(DeviceLocale, StaysWhatItWasAtFirstUseAndIsReadAfreshWhereAsked) {
   const auto& main = Bundle::main();
@@ -275,13 +260,12 @@ TEST(DeviceLocale, StaysWhatItWasAtFirstUseAndIsReadAfreshWhereAsked) {
     EXPECT_EQ(std::system(command.c_str()), 0);
     return;
   }
-  const EnvironmentVariable zone("TZ", "UTC");
+  const ManualUserSettings user({.languages = {"uk"}});
   EXPECT_EQ(deviceLocale().identifier(), "de");
-  const EnvironmentVariable language("LANGUAGE", "uk");
-  EXPECT_EQ(deviceLocale(Bundle::main()).identifier(), "uk");
+  EXPECT_EQ(deviceLocale(Bundle::main(), user).identifier(), "uk");
   EXPECT_EQ(deviceLocale().identifier(), "de");
-  EXPECT_EQ(libraryDayGroupFormatted(utc("2024-03-05")), "05 März, 2024");
-  EXPECT_EQ(dateFormatter(kMonth).string(utc("2024-03-05")), "März 2024");
+  EXPECT_EQ(libraryDayGroupFormatted(utc("2024-03-05"), user), "05 März, 2024");
+  EXPECT_EQ(dateFormatter(kMonth).string(utc("2024-03-05"), user), "März 2024");
 }
 
 }  // namespace

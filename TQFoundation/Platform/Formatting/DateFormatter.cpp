@@ -206,14 +206,14 @@ const Locale& DateFormatter::locale() const noexcept {
   return data_->locale;
 }
 
-std::string DateFormatter::string(Date from) const {
+std::string DateFormatter::string(Date from, const UserSettingsSource& settings) const {
   if (!data_->formats || !std::isfinite(from.time_since_epoch().count())) return {};
-  return data_->formats->acquire()->text(from, TimeZone::deviceZone());
+  return data_->formats->acquire()->text(from, settings.current()->timeZone);
 }
 
-std::optional<Date> DateFormatter::date(std::string_view from) const {
+std::optional<Date> DateFormatter::date(std::string_view from, const UserSettingsSource& settings) const {
   if (!data_->formats || from.size() > kLongestText) return {};
-  return data_->formats->acquire()->date(from, TimeZone::deviceZone());
+  return data_->formats->acquire()->date(from, settings.current()->timeZone);
 }
 
 }  // namespace tq

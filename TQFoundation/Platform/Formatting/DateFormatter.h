@@ -8,6 +8,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {
 
@@ -23,7 +24,7 @@ namespace tq {
 /// 'apostrophes' stand for themselves. The calendar is the one that the locale uses (Gregorian nearly
 /// everywhere, Persian in "fa", Buddhist in "th"), and so are the digits.
 ///
-/// The time zone is the device's at the moment of each call, so a formatter may be kept for ever.
+/// The time zone is the user's at the moment of each call, so a formatter may be kept for ever.
 ///
 /// Immutable after construction; share freely. Copies share their state. Threads do not wait for each other.
 class TQ_API DateFormatter {
@@ -36,7 +37,8 @@ class TQ_API DateFormatter {
 
   /// Returns the text of `from` in UTF-8; empty for what is no date, or so far away that no calendar reaches
   /// it.
-  [[nodiscard]] std::string string(Date from) const;
+  [[nodiscard]] std::string string(Date from,
+                                   const UserSettingsSource& settings = *UserSettingsSource::shared()) const;
 
   /// Returns the date that `from` denotes, or nullopt. The whole text has to fit the pattern, in the words
   /// and digits of the locale or the digits of ASCII, and to name a day and a time that the calendar has: "5"
@@ -49,7 +51,8 @@ class TQ_API DateFormatter {
   /// before it is read as one of it. A zone's name that several zones share means the device's zone if that
   /// has the name at the time, else the one that Unicode's data prefers; zones have the rules of
   /// `TimeZone::make`.
-  [[nodiscard]] std::optional<Date> date(std::string_view from) const;
+  [[nodiscard]] std::optional<Date> date(
+      std::string_view from, const UserSettingsSource& settings = *UserSettingsSource::shared()) const;
 
  private:
   struct Data;

@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "TQFoundation/Platform/Localization/UserLocaleName.h"
-
 namespace tq {
 namespace {
 
@@ -93,10 +91,6 @@ Locale::Locale(std::string_view identifier) : identifier_(usualName(identifier))
 
 Locale Locale::ofSystemName(std::string_view name) {
   return Locale(name.size() > kLongestName ? std::string() : unicodeName(name));
-}
-
-Locale Locale::current() {
-  return ofSystemName(userLocaleName());
 }
 
 }  // namespace tq

@@ -13,7 +13,7 @@ namespace tq {
 ///     const Locale german("de");
 ///     const Locale serbian("sr-Latn-RS");
 ///     const Locale thai("th_TH@calendar=gregorian;numbers=thai");
-///     const Locale user = Locale::current();
+///     const Locale user = UserSettingsSource::shared()->current()->dates;
 ///
 /// Names come from folders and from the environment, so whatever is not the name of a language that Unicode's
 /// locale data knows of is the neutral locale "en_US_POSIX".
@@ -32,10 +32,6 @@ class TQ_API Locale {
   /// "ca_ES@valencia" is "ca_ES_VALENCIA", "en_US.UTF-8@calendar=hebrew" keeps its keyword, and "C" as well
   /// as nothing at all is "en_US_POSIX".
   [[nodiscard]] static Locale ofSystemName(std::string_view name);
-
-  /// The user's locale: the first of `LC_ALL`, `LC_TIME` and `LANG` that is set and not empty, read anew at
-  /// each call. Thread-safe except against concurrent setenv().
-  [[nodiscard]] static Locale current();
 
   friend bool operator==(const Locale&, const Locale&) = default;
 

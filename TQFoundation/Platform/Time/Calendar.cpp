@@ -120,9 +120,10 @@ std::optional<Calendar> Calendar::make(std::string_view identifier, const TimeZo
   return withSystemOf(wanted.getName(), timeZone, locale);
 }
 
-Calendar Calendar::current() {
-  const Locale locale = Locale::current();
-  return withSystemOf(locale.identifier(), TimeZone::current(), locale);
+Calendar Calendar::current(const UserSettingsSource& settings) {
+  const auto user = settings.current();
+  return user->derived.get<Calendar>(
+      [&] { return withSystemOf(user->dates.identifier(), user->timeZone, user->dates); });
 }
 
 const std::string& Calendar::identifier() const noexcept {

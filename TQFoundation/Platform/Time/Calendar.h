@@ -10,6 +10,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 #include "TQFoundation/Platform/Time/DateComponents.h"
 #include "TQFoundation/Platform/TimeZones/TimeZone.h"
 
@@ -35,9 +36,10 @@ class TQ_API Calendar {
  public:
   using Component = DateComponents::Component;
 
-  /// The user's calendar: the system and the weeks of `Locale::current()` (its `calendar` keyword, else what
-  /// is usual in its region), in `TimeZone::current()`. Both are read anew at each call.
-  [[nodiscard]] static Calendar current();
+  /// The user's calendar: the system and the weeks of the locale for dates (its `calendar` keyword, else what
+  /// is usual in its region), in the user's time zone. While the settings stay the same, so does what it
+  /// shares.
+  [[nodiscard]] static Calendar current(const UserSettingsSource& settings = *UserSettingsSource::shared());
 
   /// The calendar of the system `identifier`, by Unicode's names ("gregorian", "buddhist", "chinese",
   /// "coptic", "dangi", "ethiopic", "hebrew", "indian", "islamic", "islamic-civil", "islamic-umalqura",

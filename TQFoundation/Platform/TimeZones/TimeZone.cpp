@@ -1,6 +1,5 @@
 #include "TQFoundation/Platform/TimeZones/TimeZone.h"
 
-#include <sys/stat.h>
 #include <unicode/basictz.h>
 #include <unicode/timezone.h>
 #include <unicode/tztrans.h>
@@ -10,14 +9,13 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 #include "TQFoundation/Platform/TimeZones/ZoneRules.h"
 
@@ -121,8 +119,8 @@ std::optional<TimeZone> TimeZone::make(std::string_view identifier) {
 }
 
 const TimeZone& TimeZone::utc() {
-  static const auto& zone = *new TimeZone(with("UTC", ZoneRules()));
-  return zone;
+  static const NeverDestroyed<TimeZone> zone(with("UTC", ZoneRules()));
+  return *zone;
 }
 
 TimeZone TimeZone::ofVariable(std::string_view value) {
@@ -153,11 +151,6 @@ TimeZone TimeZone::ofSystem(const fs::path& file) {
   return make(name).value_or(utc());
 }
 
-TimeZone TimeZone::current() {
-  const auto variable = environmentVariable("TZ");
-  return variable ? ofVariable(*variable) : ofSystem();
-}
-
 const std::string& TimeZone::identifier() const noexcept {
   return data_->identifier;
 }
@@ -184,87 +177,6 @@ Date TimeZone::firstMoment(Date wallClock) const {
 bool operator==(const TimeZone& one, const TimeZone& other) noexcept {
   if (one.data_ == other.data_) return true;
   return one.data_->identifier == other.data_->identifier && one.data_->rules == other.data_->rules;
-}
-
-/// The zone that the threads of this process follow, and what it was made from.
-class DeviceZone {
- public:
-  static DeviceZone& shared() {
-    static auto& zone = *new DeviceZone;
-    return zone;
-  }
-
-  TimeZone now() {
-    thread_local Seen seen;
-    if (!seen.zone || !seen.isFresh()) seen = look();
-    return *seen.zone;
-  }
-
- private:
-  /// Two of these that are equal stand for the same zone.
-  struct Source {
-    std::optional<std::string> variable;
-    std::string link;
-    struct stat file {};
-
-    bool operator==(const Source& other) const {
-      return variable == other.variable && link == other.link && file.st_dev == other.file.st_dev &&
-             file.st_ino == other.file.st_ino && file.st_mtim.tv_sec == other.file.st_mtim.tv_sec &&
-             file.st_mtim.tv_nsec == other.file.st_mtim.tv_nsec;
-    }
-
-    static Source now() {
-      Source source;
-      if (const auto value = environmentVariable("TZ")) {
-        source.variable = *value;
-      } else {
-        std::error_code error;
-        source.link = fs::read_symlink(kMachineZone, error);
-        if (stat(kMachineZone, &source.file) != 0) source.file = {};
-      }
-      return source;
-    }
-  };
-
-  /// What a thread has seen last.
-  struct Seen {
-    std::optional<TimeZone> zone;
-    std::optional<std::string> variable;
-    time_t second = 0;
-
-    [[nodiscard]] bool isFresh() const {
-      if (const auto value = environmentVariable("TZ")) return variable && *variable == *value;
-      return !variable && second == coarseSecond();
-    }
-  };
-
-  static time_t coarseSecond() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return now.tv_sec;
-  }
-
-  Seen look() {
-    const std::lock_guard lock(mutex_);
-    Source source = Source::now();
-    if (!zone_ || source != source_) {
-      zone_ = TimeZone::current();
-      source_ = std::move(source);
-    }
-    // Each thread counts its copies for itself: at a common count they would wait for each other.
-    const auto own = std::make_shared<const TimeZone>(*zone_);
-    return {.zone = TimeZone(std::shared_ptr<const TimeZone::Data>(own, own->data_.get())),
-            .variable = source_.variable,
-            .second = coarseSecond()};
-  }
-
-  std::mutex mutex_;
-  std::optional<TimeZone> zone_;
-  Source source_;
-};
-
-TimeZone TimeZone::deviceZone() {
-  return DeviceZone::shared().now();
 }
 
 }  // namespace tq

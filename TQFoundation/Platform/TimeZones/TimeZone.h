@@ -20,7 +20,7 @@ class ZoneRules;
 ///     const auto kyiv = TimeZone::make("Europe/Kyiv");
 ///     const auto summer = kyiv->offset(release);              // 3 h
 ///     const Date opening = kyiv->firstMoment(wallClockTime);  // when clocks there first show it
-///     const TimeZone user = TimeZone::current();
+///     const TimeZone user = UserSettingsSource::shared()->current()->timeZone;
 ///
 /// The rules come from the system's zone database, as every other program on the system sees them; where
 /// there is none, or it lacks the zone, from ICU's. They are read once, when a zone is made. The
@@ -46,13 +46,6 @@ class TQ_API TimeZone {
   /// the name in /etc/timezone where there is one; else UTC.
   [[nodiscard]] static TimeZone ofSystem(const std::filesystem::path& file = "/etc/localtime");
 
-  /// The user's zone, read anew at each call.
-  [[nodiscard]] static TimeZone current();
-
-  /// The same for whoever asks time and again: a change of `TZ` shows at once, another change within a second
-  /// or so. While nothing changes all threads get copies of one zone, which are compared in no time.
-  [[nodiscard]] static TimeZone deviceZone();
-
   /// The name that it was made from, without the database's folder; a rule of POSIX as it was given.
   [[nodiscard]] const std::string& identifier() const noexcept;
 
@@ -76,7 +69,6 @@ class TQ_API TimeZone {
   struct Data;
   explicit TimeZone(std::shared_ptr<const Data> data) : data_(std::move(data)) {}
   static TimeZone with(std::string identifier, ZoneRules rules);
-  friend class DeviceZone;
 
   std::shared_ptr<const Data> data_;  // never null
 };

@@ -1,4 +1,5 @@
-# The adapters of a Linux host. Another system brings a file like this one and names it in TQ_PLATFORM_ADAPTERS.
+# The adapters of a Linux host. Another system brings a file like this one and names it in
+# TQ_PLATFORM_ADAPTERS; where it has nothing better, it takes Posix/PosixFiles.cpp instead of Linux/LinuxFiles.cpp.
 find_package(CURL REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(libmnl REQUIRED QUIET IMPORTED_TARGET libmnl)
@@ -7,6 +8,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Adapters/Curl/CurlTransfer.cpp
   Platform/Adapters/Curl/CurlURLSession.cpp
   Platform/Adapters/Linux/LinuxDeviceInfo.cpp
+  Platform/Adapters/Linux/LinuxFiles.cpp
   Platform/Adapters/Linux/NameResolver.cpp
   Platform/Adapters/Linux/NetlinkLinks.cpp
   Platform/Adapters/Linux/NetlinkMonitor.cpp

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -62,6 +63,21 @@ TEST_P(MoveItem, OfManyRacersExactlyOneWins) {
   for (auto& racer : racers) racer.join();
   EXPECT_EQ(wins, kRounds);
   EXPECT_EQ(target_.files(), kRounds);
+}
+
+TEST(MoveItemAcrossFileSystems, KeepsTheModeAndRefusesWhatIsNoRegularFile) {
+  const TemporaryFolder source, target("/dev/shm");
+  writeFile(source / "secret", "mine");
+  fs::permissions(source / "secret", fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(NSFileManager::moveItem(source / "secret", target / "secret"), std::nullopt);
+  EXPECT_EQ(fs::status(target / "secret").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink(target / "secret", source / "link");
+  ASSERT_EQ(::mkfifo((source / "pipe").c_str(), 0600), 0);
+  for (const char* const name : {"link", "pipe"}) {
+    EXPECT_TRUE(NSFileManager::moveItem(source / name, target / name)) << name;
+    EXPECT_TRUE(fs::symlink_status(source / name).type() != fs::file_type::not_found) << name;
+  }
+  EXPECT_EQ(target.files(), 1);
 }
 
 TEST(MoveItemOnAFullDisk, FailsAndLeavesTheFileWhereItWas) {

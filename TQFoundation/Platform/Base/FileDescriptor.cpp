@@ -11,7 +11,7 @@ FileDescriptor::~FileDescriptor() {
 }
 
 int FileDescriptor::close() {
-  return ::close(std::exchange(number_, -1)) == 0 ? 0 : errno;
+  return number_ < 0 || ::close(release()) == 0 ? 0 : errno;
 }
 
 }  // namespace tq

@@ -4,7 +4,9 @@
 
 namespace tq {
 
-/// A file descriptor that is closed when this is destroyed; -1 is none.
+/// Owns a file descriptor, or none (-1), and closes it when destroyed.
+///
+/// Not thread-safe: one thread at a time.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number = -1) : number_(number) {}
@@ -15,11 +17,14 @@ class FileDescriptor {
     return *this;
   }
 
-  /// Closes it now. Returns 0, or the `errno` of what could not be written.
-  [[nodiscard]] int close();
-
   [[nodiscard]] int number() const { return number_; }
   [[nodiscard]] bool isOpen() const { return number_ >= 0; }
+
+  /// Gives the descriptor away: the caller closes it.
+  [[nodiscard]] int release() { return std::exchange(number_, -1); }
+
+  /// Closes it. Returns 0 or the errno: a full disk may show only here.
+  [[nodiscard]] int close();
 
  private:
   int number_;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "TQFoundation/Platform/Base/FileDescriptor.h"
+#include "TQFoundation/Platform/Files/SystemCalls.h"
 #include "TQFoundation/Platform/Files/TemporaryFile.h"
 
 namespace tq {
@@ -23,24 +24,29 @@ int lastError() {
   return errno == 0 ? EIO : errno;
 }
 
-// For file systems that have no rename that refuses: the name is taken by the link, in one step as well.
+// For systems and file systems without an exclusive rename: a link takes the name in one step as well.
 int linkAndUnlink(const fs::path& from, const fs::path& to) {
   if (::link(from.c_str(), to.c_str()) != 0) return lastError();
   return ::unlink(from.c_str()) == 0 ? 0 : lastError();
 }
 
 int renameWithoutReplacing(const fs::path& from, const fs::path& to) {
-#ifdef RENAME_NOREPLACE
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return lastError();
-#endif
-  return linkAndUnlink(from, to);
+  const int error = internal::renameExclusively(from, to);
+  return error == ENOSYS ? linkAndUnlink(from, to) : error;
 }
 
-int copyBytes(int source, TemporaryFile& target) {
+// Opens a regular file that is not reached through a link; never waits for the writer of a pipe.
+int openRegularFile(const fs::path& path, FileDescriptor& file, struct stat& info) {
+  file = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  if (!file.isOpen()) return errno == ELOOP ? EXDEV : lastError();
+  if (::fstat(file.number(), &info) != 0) return lastError();
+  return S_ISREG(info.st_mode) ? 0 : EXDEV;
+}
+
+int copyBytes(const FileDescriptor& source, TemporaryFile& target) {
   std::vector<char> buffer(std::size_t{1} << 20);
   for (;;) {
-    const ssize_t got = ::read(source, buffer.data(), buffer.size());
+    const ssize_t got = ::read(source.number(), buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return lastError();
     if (got == 0) return 0;
@@ -48,26 +54,25 @@ int copyBytes(int source, TemporaryFile& target) {
   }
 }
 
-int copyInto(TemporaryFile& file, const fs::path& from) {
-  const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!source.isOpen()) return lastError();
-  if (const int error = copyBytes(source.number(), file)) return error;
-  return file.flushAndClose();
-}
-
 int moveAcrossFileSystems(const fs::path& from, const fs::path& to) {
-  struct stat existing {};
-  if (::lstat(to.c_str(), &existing) == 0) return EEXIST;
+  struct stat info {};
+  if (::lstat(to.c_str(), &info) == 0) return EEXIST;
+  FileDescriptor source;
+  if (const int error = openRegularFile(from, source, info)) return error;
   TemporaryFile copy;
   if (const int error = copy.createIn(to.parent_path())) return error;
-  if (const int error = copyInto(copy, from)) return error;
+  // The mode comes before the bytes: those who may not read the source can never read its copy.
+  if (const int error = copy.setMode(info.st_mode & 0777)) return error;
+  if (const int error = copyBytes(source, copy)) return error;
+  if (const int error = copy.flushAndClose()) return error;
   if (const int error = renameWithoutReplacing(copy.path(), to)) return error;
   static_cast<void>(copy.release());
   ::unlink(from.c_str());
   return 0;
 }
 
-// Whoever creates it first creates it for all, and while others remove it, it is created anew.
+// A folder that another thread or process creates first is as good; one that is removed meanwhile is created
+// again.
 int makeFolder(const fs::path& path) {
   constexpr int kTries = 100;
   for (int i = 0; i < kTries; ++i) {

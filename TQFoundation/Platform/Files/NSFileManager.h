@@ -14,12 +14,13 @@ namespace tq {
 /// Thread-safe.
 class TQ_API NSFileManager {
  public:
-  /// Moves the file `from` to `to`, or answers why not; `from` is then still there.
+  /// Moves the file `from` to `to`. Returns why that failed; `from` is then still there.
   ///
-  /// Whatever stands at `to` already, a dangling link included, is left as it is and the move fails with
+  /// Anything at `to`, a dangling link included, is left as it is and the move fails with
   /// `NSFileWriteFileExistsError`; of several that race for one name exactly one wins. Folders are not
-  /// created. Within a file system this is a rename; across file systems the bytes are copied to a hidden
-  /// file beside `to` first.
+  /// created. Within a file system this is a rename. Across file systems the bytes are first copied to a
+  /// hidden file beside `to` with the source's mode; only regular files can be moved so, links and pipes
+  /// cannot.
   [[nodiscard]] static std::optional<NSError> moveItem(const std::filesystem::path& from,
                                                        const std::filesystem::path& to);
 
@@ -32,13 +33,14 @@ class TQ_API NSFileManager {
   [[nodiscard]] static std::optional<NSError> createDirectory(
       const std::filesystem::path& folder, IntermediateDirectories above = IntermediateDirectories::created);
 
-  /// Removes the file, the link or the folder at `path`, a folder with all that is in it, or answers why not.
+  /// Removes the file, the link or the folder at `path`, a folder with all that is in it. Returns why that
+  /// failed.
   ///
   /// No symbolic link is followed on the way down, also none that appears meanwhile: a link is removed and
-  /// what it leads to stays. Neither is the way into another volume gone: what is mounted in the folder
-  /// stays, and the removal fails. Whatever can be removed is removed; the error is that of the first item
-  /// that cannot. Nothing at `path` is a failure, `NSFileNoSuchFileError`; items that others remove meanwhile
-  /// are none. Takes a fixed number of descriptors and no stack, however deep the folder.
+  /// its target stays. Other volumes are not entered: what is mounted in the folder stays, and the removal
+  /// fails. Everything that can be removed is removed; the error is that of the first item that cannot.
+  /// Nothing at `path` is a failure, `NSFileNoSuchFileError`; items that others remove meanwhile are none.
+  /// Takes a fixed number of descriptors and no stack, however deep the folder.
   [[nodiscard]] static std::optional<NSError> removeItem(const std::filesystem::path& path);
 
   /// Whether `path` names a regular file itself, not through a link.

@@ -12,6 +12,7 @@
 
 #include "TQFoundation/Platform/Base/FileDescriptor.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
+#include "TQFoundation/Platform/Files/SystemCalls.h"
 
 namespace tq {
 namespace {
@@ -22,30 +23,17 @@ namespace fs = std::filesystem;
 constexpr std::size_t kOpenLevels = 16;
 constexpr const char* kAttempt = "cannot remove";
 
-FileDescriptor openFolder(int above, const char* name, int mode) {
-  return FileDescriptor(::openat(above, name, mode | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+FileDescriptor openFolder(int above, const char* name) {
+  return FileDescriptor(::openat(above, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// Which folder it is, whatever it is called.
+// What tells a folder from all others, by whatever path it is reached.
 struct Identity {
   dev_t device = 0;
   ino_t file = 0;
-  bool beginsAVolume = false;
 
-  friend bool operator==(const Identity& a, const Identity& b) {
-    return a.device == b.device && a.file == b.file;
-  }
+  friend bool operator==(const Identity&, const Identity&) = default;
 };
-
-bool isMountPoint([[maybe_unused]] int folder) {
-#ifdef STATX_ATTR_MOUNT_ROOT
-  // A folder that is mounted at two places of one volume has the same device everywhere.
-  struct statx info {};
-  if (::statx(folder, "", AT_EMPTY_PATH, STATX_TYPE, &info) == 0)
-    return (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-#endif
-  return false;
-}
 
 Identity identityOf(const FileDescriptor& folder) {
   struct stat info {};
@@ -58,10 +46,12 @@ bool isFolder(int above, const char* name) {
   return ::fstatat(above, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(info.st_mode);
 }
 
-// Goes down and up through a folder and takes away what it meets, by names within folders that are open.
+// Removes a tree without recursion. Invariants: `levels_` is the path from the holder down to the folder
+// being emptied, each level the one that `identity` says; items are addressed by their name in an open folder
+// only, so no path that others change meanwhile can lead elsewhere. The lowest `kOpenLevels` are open.
 class TreeRemoval {
  public:
-  // Removes `name`, a folder, out of `holder`, which people know by the path `holderPath`.
+  // Removes `name`, a folder in `holder`. Errors name what is in it by `holderPath`.
   TreeRemoval(FileDescriptor holder, fs::path holderPath, std::string name)
       : holderPath_(std::move(holderPath)) {
     const Identity identity = identityOf(holder);
@@ -102,35 +92,33 @@ class TreeRemoval {
   }
 
   void enter(const std::string& name) {
-    FileDescriptor folder = openFolder(here(), name.c_str(), O_RDONLY);
+    FileDescriptor folder = openFolder(here(), name.c_str());
     if (!folder.isOpen()) return removeUnentered(name, errno);
     const Identity identity = identityOf(folder);
-    if (identity.device != levels_.back().identity.device || isMountPoint(folder.number()))
+    if (identity.device != levels_.back().identity.device || internal::isMountPoint(folder))
       return removeUnentered(name, EBUSY);
     levels_.push_back({.name = name, .identity = identity, .folder = std::move(folder), .folders = {}});
     if (levels_.size() > kOpenLevels) levels_[levels_.size() - 1 - kOpenLevels].folder = FileDescriptor();
     emptyOfFiles();
   }
 
-  // Where there is no way in. It may be empty, and it may be no folder any more.
+  // A folder that cannot be entered may be empty, or a file by now.
   void removeUnentered(const std::string& name, int reason) {
     const bool isOther = reason == ENOTDIR || reason == ELOOP;
     if (::unlinkat(here(), name.c_str(), isOther ? 0 : AT_REMOVEDIR) != 0 && !isGone(errno))
       note(isOther ? errno : reason, name);
   }
 
-  // Below the top nobody minds what somebody else has removed.
+  // Only at the top is it a failure that there is nothing to remove.
   [[nodiscard]] bool isGone(int error) const { return error == ENOENT && levels_.size() > 1; }
 
   void emptyOfFiles() {
-    // The stream closes what it reads.
-    const int copy = ::fcntl(here(), F_DUPFD_CLOEXEC, 0);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(copy < 0 ? nullptr : ::fdopendir(copy), &::closedir);
-    if (!entries) {
-      note(errno, "");
-      if (copy >= 0) ::close(copy);
-      return;
-    }
+    // The stream owns the descriptor that it reads.
+    FileDescriptor copy(::fcntl(here(), F_DUPFD_CLOEXEC, 0));
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(copy.isOpen() ? ::fdopendir(copy.number()) : nullptr,
+                                                      &::closedir);
+    if (!entries) return note(errno, "");
+    static_cast<void>(copy.release());
     for (;;) {
       errno = 0;
       const dirent* const entry = ::readdir(entries.get());  // NOLINT(concurrency-mt-unsafe): its own stream
@@ -156,7 +144,7 @@ class TreeRemoval {
     levels_.pop_back();
     if (levels_.empty()) return;
     if (!reopen(levels_.back(), done.folder)) {
-      // Somebody has moved it out of the folder meanwhile, and what is above is not what was.
+      // The folder has been moved meanwhile: what is above it now is not ours to remove.
       note(ENOENT, done.name);
       levels_.clear();
       return;
@@ -168,7 +156,7 @@ class TreeRemoval {
 
   static bool reopen(Level& level, const FileDescriptor& below) {
     if (level.folder.isOpen()) return true;
-    FileDescriptor above = openFolder(below.number(), "..", O_PATH);
+    FileDescriptor above = openFolder(below.number(), "..");
     if (!above.isOpen() || !(identityOf(above) == level.identity)) return false;
     level.folder = std::move(above);
     return true;
@@ -182,12 +170,12 @@ class TreeRemoval {
 }  // namespace
 
 std::optional<NSError> NSFileManager::removeItem(const fs::path& path) {
-  // "link/" means the link.
+  // "link/" names the link.
   const fs::path item = path.has_filename() ? path : path.parent_path();
   const std::string name = item.filename().string();
   if (name.empty() || name == "." || name == "..") return fileWriteError(EINVAL, path, kAttempt);
   const fs::path holderPath = item.has_parent_path() ? item.parent_path() : ".";
-  FileDescriptor holder(::open(holderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor holder = internal::openForLookUp(holderPath);
   if (!holder.isOpen()) return fileWriteError(errno, path, kAttempt);
   if (!isFolder(holder.number(), name.c_str())) {
     if (::unlinkat(holder.number(), name.c_str(), 0) == 0) return std::nullopt;

@@ -1,6 +1,7 @@
 #include "TQFoundation/Platform/Files/TemporaryFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -28,6 +29,10 @@ int TemporaryFile::createIn(const std::filesystem::path& folder) {
     if (errno != EEXIST) return errno;
   }
   return EEXIST;
+}
+
+int TemporaryFile::setMode(unsigned mode) {
+  return ::fchmod(descriptor_.number(), static_cast<mode_t>(mode)) == 0 ? 0 : errno;
 }
 
 int TemporaryFile::write(const char* bytes, std::size_t count) {

@@ -27,6 +27,9 @@ class TQ_API TemporaryFile {
   /// Creates an empty file under a random name in `folder`, with the mode of the user's other files.
   [[nodiscard]] int createIn(const std::filesystem::path& folder);
 
+  /// Gives the file the permissions `mode`, whatever the umask says.
+  [[nodiscard]] int setMode(unsigned mode);
+
   /// Appends all `count` bytes.
   [[nodiscard]] int write(const char* bytes, std::size_t count);
 

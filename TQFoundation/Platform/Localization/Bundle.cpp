@@ -4,12 +4,14 @@
 #include <unicode/locid.h>
 
 #include <algorithm>
-#include <fstream>
 #include <optional>
 #include <utility>
 #include <variant>
 
 #include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Base/ProgramPath.h"
+#include "TQFoundation/Platform/Files/SettingsFile.h"
 #include "TQFoundation/Platform/Localization/StringsTable.h"
 #include "TQFoundation/Platform/Log/Log.h"
 
@@ -91,18 +93,6 @@ std::vector<std::string> bestLanguages(const std::vector<std::string>& offered,
   return result;
 }
 
-// The whole file, or absent when it cannot be read or is larger than any honest table.
-std::optional<std::string> contents(const fs::path& path) {
-  std::error_code error;
-  if (!fs::is_regular_file(path, error)) return std::nullopt;
-  const auto size = fs::file_size(path, error);
-  if (error || size > kLargestTable) return std::nullopt;
-  std::string bytes(size, '\0');
-  std::ifstream file(path, std::ios::binary);
-  if (!file.read(bytes.data(), static_cast<std::streamsize>(size))) return std::nullopt;
-  return bytes;
-}
-
 StringsTable refused(const fs::path& path, const std::string& where, std::string_view reason) {
   std::string line = "Cannot use the strings table " + path.string() + where + ": ";
   Log::debug(line.append(reason), __FILE__, __func__, __LINE__);
@@ -110,7 +100,7 @@ StringsTable refused(const fs::path& path, const std::string& where, std::string
 }
 
 StringsTable tableAt(const fs::path& path) {
-  const auto bytes = contents(path);
+  const auto bytes = readSmallFile(path, kLargestTable);
   if (!bytes) return refused(path, "", "it cannot be read or is larger than 16 MiB");
   auto parsed = parseStringsTable(*bytes);
   if (const auto* fault = std::get_if<StringsFault>(&parsed))
@@ -131,9 +121,8 @@ std::string identifierIn(const StringsTable& info) {
 
 // Without a program's file there is no folder beside it, least of all the present one.
 fs::path mainFolder() {
-  std::error_code error;
-  const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  return error ? fs::path() : program.parent_path() / "Resources";
+  const fs::path program = internal::programPath();
+  return program.empty() ? program : program.parent_path() / "Resources";
 }
 
 }  // namespace
@@ -156,7 +145,7 @@ const Bundle& Bundle::main() {
 // Folders are asked for by log sinks as well: what is logged here would come back here.
 const std::string& Bundle::mainIdentifier() {
   static const auto* const identifier = [] {
-    const auto bytes = contents(mainFolder() / kInfoName);
+    const auto bytes = readSmallFile(mainFolder() / kInfoName, kLargestTable);
     const auto parsed = parseStringsTable(bytes.value_or(""));
     const auto* const info = std::get_if<StringsTable>(&parsed);
     return new std::string(info != nullptr ? identifierIn(*info) : "");

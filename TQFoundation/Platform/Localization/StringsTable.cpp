@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include "TQFoundation/Platform/Base/Text.h"
+
 namespace tq {
 namespace {
 
@@ -67,14 +69,6 @@ std::optional<StringsFault> appendUTF16(std::string_view bytes, bool littleEndia
 bool isUnquoted(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("_$/:.-").find(c) != std::string_view::npos;
-}
-
-int digitOf(char c, int base) {
-  int digit = base;
-  if (c >= '0' && c <= '9') digit = c - '0';
-  if (c >= 'a' && c <= 'f') digit = c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') digit = c - 'A' + 10;
-  return digit < base ? digit : -1;
 }
 
 class Parser {
@@ -166,7 +160,7 @@ class Parser {
     static constexpr std::string_view kControls = "\a\b\f\n\r\t\v";
     if (atEnd()) return fail("a quoted text does not end", position_);
     const char letter = peek();
-    if (digitOf(letter, 8) >= 0) return readOctal(text);
+    if (internal::digitValue(letter, 8) >= 0) return readOctal(text);
     ++position_;
     if (letter == 'U' || letter == 'u') return readUnicode(text);
     const std::size_t control = kLetters.find(letter);
@@ -178,8 +172,8 @@ class Parser {
   std::int32_t readNumber(int base, std::size_t most) {
     const std::size_t begin = position_;
     std::int32_t number = 0;
-    for (; position_ < begin + most && digitOf(peek(), base) >= 0; ++position_)
-      number = number * base + digitOf(peek(), base);
+    for (; position_ < begin + most && internal::digitValue(peek(), base) >= 0; ++position_)
+      number = number * base + internal::digitValue(peek(), base);
     return position_ == begin ? -1 : number;
   }
 

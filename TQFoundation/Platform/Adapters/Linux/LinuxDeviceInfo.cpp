@@ -5,19 +5,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Base/Text.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 
 namespace tq {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
 constexpr std::size_t kLongestVersion = 64;
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
 
 // No version holds a character that would need a backslash, so quotes are all there is to take away.
 std::string_view unquoted(std::string_view value) {
@@ -45,10 +40,8 @@ std::string versionInOsRelease(std::string_view text) {
   constexpr std::string_view kKey = "VERSION_ID=";
   std::string_view version;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = trimmed(text.substr(0, end));
+    const std::string_view line = internal::trimmed(internal::takeLine(text));
     if (line.starts_with(kKey)) version = unquoted(line.substr(kKey.size()));
-    text.remove_prefix(std::min(end + 1, text.size()));
   }
   return isVersion(version) ? std::string(version) : std::string();
 }
@@ -68,9 +61,9 @@ std::string LinuxDeviceInfo::systemVersion() const {
 }
 
 const std::shared_ptr<const DeviceInfo>& DeviceInfo::shared() {
-  static const auto& device =
-      *new std::shared_ptr<const DeviceInfo>(std::make_shared<const LinuxDeviceInfo>());
-  return device;
+  static const NeverDestroyed<std::shared_ptr<const DeviceInfo>> device(
+      std::make_shared<const LinuxDeviceInfo>());
+  return *device;
 }
 
 }  // namespace tq

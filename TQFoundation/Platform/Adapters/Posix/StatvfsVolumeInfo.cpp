@@ -1,5 +1,6 @@
 #include <sys/statvfs.h>
 
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
 namespace tq {
@@ -18,9 +19,9 @@ class StatvfsVolumeInfo final : public VolumeInfo {
 }  // namespace
 
 const std::shared_ptr<const VolumeInfo>& VolumeInfo::shared() {
-  static const auto& volumes =
-      *new std::shared_ptr<const VolumeInfo>(std::make_shared<const StatvfsVolumeInfo>());
-  return volumes;
+  static const NeverDestroyed<std::shared_ptr<const VolumeInfo>> volumes(
+      std::make_shared<const StatvfsVolumeInfo>());
+  return *volumes;
 }
 
 }  // namespace tq

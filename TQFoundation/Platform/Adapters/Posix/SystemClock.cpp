@@ -1,3 +1,4 @@
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Ports/Clock.h"
 
 namespace tq {
@@ -11,8 +12,8 @@ class SystemClock final : public Clock {
 }  // namespace
 
 const std::shared_ptr<const Clock>& Clock::shared() {
-  static const auto& clock = *new std::shared_ptr<const Clock>(std::make_shared<const SystemClock>());
-  return clock;
+  static const NeverDestroyed<std::shared_ptr<const Clock>> clock(std::make_shared<const SystemClock>());
+  return *clock;
 }
 
 }  // namespace tq

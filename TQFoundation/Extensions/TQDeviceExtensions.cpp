@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Folders/FreeSpace.h"
 #include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
@@ -51,7 +52,7 @@ const std::string& UIDevice::osVersion() {
 
 std::int64_t UIDevice::freeDiskSpaceInBytes() const {
   constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-  const std::uint64_t free = freeBytesAtNearestFolder(keptHomeDirectory(), *volumes_);
+  const std::uint64_t free = freeBytesAtNearestFolder(NSHomeDirectory(), *volumes_);
   return static_cast<std::int64_t>(std::min(free, kMost));
 }
 

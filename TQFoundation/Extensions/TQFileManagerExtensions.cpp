@@ -11,31 +11,15 @@ namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
+using internal::StandardFolder;
+using In = StandardFolder::In;
 using State = StandardFolder::State;
 
 constexpr const char* kImageName = "inAppMessageBackgroundImage.png";
-
-const StandardFolder& cloudMedias() {
-  static const auto& folder = *new StandardFolder(StandardFolder::In::temporaryDirectory, "CloudMedias");
-  return folder;
-}
-
-const StandardFolder& editingMedias() {
-  static const auto& folder = *new StandardFolder(StandardFolder::In::temporaryDirectory, "EditingMedias");
-  return folder;
-}
-
-const StandardFolder& recommendedVideos() {
-  static const auto& folder =
-      *new StandardFolder(StandardFolder::In::applicationSupport, "RecommendedVideos");
-  return folder;
-}
-
-const StandardFolder& inAppMessageContent() {
-  static const auto& folder =
-      *new StandardFolder(StandardFolder::In::applicationSupport, "InAppMessageContent");
-  return folder;
-}
+constexpr StandardFolder kCloudMedias{In::temporaryDirectory, "CloudMedias"};
+constexpr StandardFolder kEditingMedias{In::temporaryDirectory, "EditingMedias"};
+constexpr StandardFolder kRecommendedVideos{In::applicationSupport, "RecommendedVideos"};
+constexpr StandardFolder kInAppMessageContent{In::applicationSupport, "InAppMessageContent"};
 
 // Where the folder is or should be, and whether it is there.
 struct Media {
@@ -57,13 +41,8 @@ Media mediaFolder(const StandardFolder& folder) {
 }
 
 fs::path mediaPath(const StandardFolder& folder) {
-  if (const auto known = folder.known()) return *known;
   Media media = mediaFolder(folder);
   return media.isThere ? std::move(media.path) : NSTemporaryDirectory();
-}
-
-URL imageIn(const fs::path& folder) {
-  return URL::fileURLWithPath(folder.native() + '/' + kImageName);
 }
 
 void logRemoved(const fs::path& folder) {
@@ -82,45 +61,43 @@ fs::path temporaryDirectoryPath() {
 }
 
 fs::path cloudMediaDirectoryPath() {
-  return mediaPath(cloudMedias());
+  return mediaPath(kCloudMedias);
 }
 
 fs::path editingMediaContainerDirectoryPath() {
-  return mediaPath(editingMedias());
+  return mediaPath(kEditingMedias);
 }
 
 fs::path recommendedVideoDirectoryPath() {
-  if (const auto known = recommendedVideos().known()) return *known;
-  auto [state, path] = recommendedVideos().find();
+  auto [state, path] = kRecommendedVideos.find();
   if (state == State::ours) return std::move(path);
   if (state == State::nowhere) return NSTemporaryDirectory();
-  if (!recommendedVideos().create(path)) return std::move(path);
+  if (!kRecommendedVideos.create(path)) return std::move(path);
   TQLogger::debug("Failed to create Directory at Path: " + path.string());
   return NSTemporaryDirectory();
 }
 
 std::optional<URL> inAppMessageBackgroundImagePath() {
-  if (const auto known = inAppMessageContent().known()) return imageIn(*known);
-  const auto [state, path] = inAppMessageContent().find();
+  const auto [state, path] = kInAppMessageContent.find();
   if (state == State::nowhere) return std::nullopt;
   if (state != State::ours && state != State::file) {
-    if (const auto error = inAppMessageContent().create(path)) {
+    if (const auto error = kInAppMessageContent.create(path)) {
       TQLogger::debug("====== Failed to create directory for image with Error: " + error->description());
       return std::nullopt;
     }
   }
-  return imageIn(path);
+  return URL::fileURLWithPath(path / kImageName);
 }
 
 void removeCloudMediaDirectory() {
-  const auto [folder, isThere] = mediaFolder(cloudMedias());
+  const auto [folder, isThere] = mediaFolder(kCloudMedias);
   if (!isThere || isGone(folder)) return;
   if (!NSFileManager::removeItem(folder)) return logRemoved(folder);
   TQLogger::debug("**** Could not remove directory at path: " + folder.string());
 }
 
 void removeEditingMediaDirectory() {
-  const auto [folder, isThere] = mediaFolder(editingMedias());
+  const auto [folder, isThere] = mediaFolder(kEditingMedias);
   if (!isThere || isGone(folder))
     return TQLogger::debug("**** No directory to remove at path: " + folder.string());
   const auto error = NSFileManager::removeItem(folder);
@@ -137,7 +114,7 @@ void cleanTemporaryFiles() {
 void removeInAppMessageBackgroundImage() {
   const auto image = inAppMessageBackgroundImagePath();
   const auto file = image ? image->filePath() : std::nullopt;
-  // Nothing there is a failure like others, and nobody is told of any.
+  // All failures are ignored, also that there is no image.
   if (file) static_cast<void>(NSFileManager::removeItem(*file));
 }
 

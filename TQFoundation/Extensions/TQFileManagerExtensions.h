@@ -9,7 +9,7 @@
 
 namespace tq {
 
-/// The program's working folders: where media lie while they are worked on, and how they are cleared away.
+/// The program's working folders for media, and their removal.
 ///
 ///     const auto clip = cloudMediaDirectoryPath() / "clip.mov";     // the folder is there
 ///     if (const auto image = inAppMessageBackgroundImagePath()) show(*image->filePath());
@@ -17,14 +17,12 @@ namespace tq {
 ///
 /// A getter makes sure that its folder exists, creates it for this user alone (mode 0700) when it is missing,
 /// and falls back where it cannot be had; the log says so. A folder of another user, or a link to one, cannot
-/// be had; a link to a folder of this user's own serves as that folder. What exists once need not exist a
-/// moment later: nothing is held open, and nobody is kept from removing it.
+/// be had; a link to a folder of this user's own serves as that folder.
 ///
-/// Every read looks at the disk anew, in one system call where the folder exists. A process that takes on the
-/// rights of another user after its first read may be told the former user's folders while it can see them.
+/// Nothing is cached: every read looks at the file system, and the folder may be gone a moment later.
 ///
-/// No operation reports to its caller. Thread-safe and any number of processes, as long as no
-/// thread changes the environment meanwhile.
+/// No operation reports to its caller; the log says what failed. Thread-safe except against concurrent
+/// setenv(); any number of processes may use the folders at once.
 
 /// `NSTemporaryDirectory()`, which lies in `TMPDIR` or /var/tmp.
 [[nodiscard]] TQ_API std::filesystem::path temporaryDirectoryPath();
@@ -40,10 +38,10 @@ namespace tq {
 [[nodiscard]] TQ_API std::filesystem::path recommendedVideoDirectoryPath();
 
 /// Where the background image of in-app messages is written and read: a file in "InAppMessageContent" in
-/// the application's support directory. The folder is created as above, the image is not looked at.
+/// the application's support directory. The folder is created as above; the image need not exist.
 ///
 /// Absent where the folder cannot be created, is another user's, or the user has no home. A file in the
-/// folder's place is not looked at either: reading and writing the image fails then.
+/// folder's place is accepted too: reading and writing the image fails then.
 [[nodiscard]] TQ_API std::optional<URL> inAppMessageBackgroundImagePath();
 
 /// Removes the folder of cloud media with all that is in it, as `removeItem` does: a link is removed, and
@@ -51,13 +49,13 @@ namespace tq {
 /// the folder anew.
 TQ_API void removeCloudMediaDirectory();
 
-/// The same for the folder of media prepared for editing; its log lines say a little more.
+/// The same for the folder of media prepared for editing; its log lines also give the error.
 TQ_API void removeEditingMediaDirectory();
 
 /// Both of these, in that order, and nothing else in the temporary directory.
 TQ_API void cleanTemporaryFiles();
 
-/// Removes the background image of in-app messages; its folder stays. Logs nothing of it.
+/// Removes the background image of in-app messages; its folder stays. Logs nothing.
 TQ_API void removeInAppMessageBackgroundImage();
 
 }  // namespace tq

@@ -182,6 +182,29 @@ TEST_F(Folders, AreFoundAnewWhenTheirPlaceChangesAndNeverThroughANeighboursLink)
   cleanTemporaryFiles();
 }
 
+TEST_F(Folders, AreWhereEachReadSaysAlsoWhenTheirBaseHasBeenRenamed) {
+  EXPECT_EQ(cloudMediaDirectoryPath(), world_.temporary / "CloudMedias");
+  fs::rename(world_.root / "tmp", world_.root / "renamed");
+  int missing = 0;
+  for (int read = 0; read < 1'000; ++read) missing += fs::is_directory(cloudMediaDirectoryPath()) ? 0 : 1;
+  EXPECT_EQ(missing, 0);
+  removeCloudMediaDirectory();
+}
+
+TEST_F(Folders, AreAPathThatCannotExistRatherThanAStrangers) {
+  finish(startChild([this] {
+    sh("cd " + world_.root.path().string() + " && mount -t tmpfs none tmp && mkdir -m 777 " +
+       world_.temporary.string() + " && chown 54321 tmp/* && mount -o remount,ro tmp");
+    const fs::path impossible = "/dev/null" / world_.temporary.filename();
+    EXPECT_EQ(temporaryDirectoryPath(), impossible);
+    EXPECT_EQ(cloudMediaDirectoryPath(), impossible);
+    EXPECT_EQ(world_.lines, (Lines{"Failed to create Directory at Path: " + impossible.string() +
+                                       "/CloudMedias with error: cannot create the folder " +
+                                       impossible.string() + "/CloudMedias: Not a directory",
+                                   kFallback}));
+  }));
+}
+
 TEST_F(Folders, OfAStrangerOrOfNoHomeAreTemporaryAndTheImageIsAbsent) {
   finish(startChild([this] {
     const fs::path folder = world_.support / "RecommendedVideos";

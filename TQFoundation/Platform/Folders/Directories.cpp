@@ -4,14 +4,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <map>
-#include <mutex>
 #include <string_view>
 #include <vector>
 
 #include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Base/ProgramPath.h"
+#include "TQFoundation/Platform/Base/Text.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 #include "TQFoundation/Platform/Folders/StandardFolder.h"
 #include "TQFoundation/Platform/Localization/Bundle.h"
@@ -26,17 +28,15 @@ fs::path absoluteFolderFromEnvironment(const char* variable) {
   return value.starts_with('/') ? value : "";
 }
 
-constexpr const char* kTemporaryBase = "/var/tmp";
+constexpr std::string_view kTemporaryBase = "/var/tmp";
 
-fs::path temporaryBase() {
-  fs::path named = absoluteFolderFromEnvironment("TMPDIR");
-  std::error_code error;
-  if (!named.empty() && fs::is_directory(named, error)) return named;
-  return kTemporaryBase;
-}
+// A device has nothing beneath it: whatever is tried with a path there fails, and nobody can make it succeed.
+constexpr std::string_view kImpossibleBase = "/dev/null";
 
-std::string temporaryName() {
-  return applicationName() + '-' + std::to_string(::geteuid());
+std::string temporaryFolderIn(std::string_view base, uid_t user) {
+  std::string folder(base);
+  if (!base.ends_with('/')) folder += '/';
+  return folder.append(applicationName()).append(1, '-').append(std::to_string(user));
 }
 
 // What `variable` names, else `usual` in the home folder; beneath it, the program's own.
@@ -50,27 +50,43 @@ fs::path ownFolder(const char* variable, const char* usual) {
   return base / applicationName();
 }
 
-// A real folder, not a link to one; this user's; open to nobody else.
-bool makePrivateFolder(const fs::path& folder) {
+// Whether it is a real folder, not a link to one, and `user`'s, and (mode 0700) nobody else may enter it.
+bool isPrivateFolder(const std::string& folder, uid_t user) {
   struct stat info {};
-  if (::lstat(folder.c_str(), &info) != 0) {
-    if (::mkdir(folder.c_str(), 0700) == 0) return true;
-    if (errno != EEXIST || ::lstat(folder.c_str(), &info) != 0) return false;
-  }
-  if (!S_ISDIR(info.st_mode) || info.st_uid != ::geteuid()) return false;
+  return ::lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == user &&
+         (info.st_mode & 0777) == 0700;
+}
+
+// The same after creating it, or closing this user's own to others.
+bool makePrivateFolder(const std::string& folder, uid_t user) {
+  if (::mkdir(folder.c_str(), 0700) == 0) return true;
+  struct stat info {};
+  if (errno != EEXIST || ::lstat(folder.c_str(), &info) != 0) return false;
+  if (!S_ISDIR(info.st_mode) || info.st_uid != user) return false;
   return (info.st_mode & 0777) == 0700 || ::chmod(folder.c_str(), 0700) == 0;
 }
 
-// The stand-in for a name that somebody else has taken; one per name and process.
-fs::path freshFolder(const fs::path& taken) {
-  static auto& made = *new std::map<fs::path, fs::path>;
-  static auto& mutex = *new std::mutex;
-  const std::scoped_lock lock(mutex);
-  fs::path& fresh = made[taken];
-  if (!fresh.empty() && makePrivateFolder(fresh)) return fresh;
-  std::string name = taken.string() + "-XXXXXX";
-  if (::mkdtemp(name.data()) == nullptr) return taken;
-  return fresh = name;
+// Folders that stand in for names which others have taken. A process keeps to its own, and to one for each
+// name.
+class StandIns {
+ public:
+  std::string find(const std::string& taken, uid_t user) {
+    const MutexLock lock(mutex_);
+    std::string& made = made_[taken];
+    if (!made.empty() && makePrivateFolder(made, user)) return made;
+    std::string name = taken + "-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) return temporaryFolderIn(kImpossibleBase, user);
+    return made = name;
+  }
+
+ private:
+  Mutex mutex_;
+  std::map<std::string, std::string> made_ TQ_GUARDED_BY(mutex_);
+};
+
+bool isFolder(std::string_view path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
 }
 
 // One line of user-dirs.dirs: XDG_VIDEOS_DIR="$HOME/Films". Absent paths are empty.
@@ -93,34 +109,28 @@ fs::path configuredFolder(std::string_view key, const fs::path& home) {
   const fs::path config = absoluteFolderFromEnvironment("XDG_CONFIG_HOME");
   const auto text =
       readSettingsFile((config.empty() ? home.native() + "/.config" : config.native()) + "/user-dirs.dirs");
-  const std::string_view settings = text ? std::string_view(*text) : std::string_view();
-  for (std::string_view left = settings; !left.empty();) {
-    const std::string_view line = left.substr(0, left.find('\n'));
-    if (fs::path folder = folderFromLine(line, key, home); !folder.empty()) return folder;
-    left.remove_prefix(std::min(line.size() + 1, left.size()));
+  for (std::string_view left = text ? std::string_view(*text) : std::string_view(); !left.empty();) {
+    fs::path folder = folderFromLine(internal::takeLine(left), key, home);
+    if (!folder.empty()) return folder;
   }
   return {};
 }
 
-std::string readProgramName() {
-  std::error_code error;
-  const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  std::string name = program.filename().string();
-  constexpr std::string_view kDeleted = " (deleted)";
-  if (name.ends_with(kDeleted)) name.resize(name.size() - kDeleted.size());
-  return name.empty() ? "TQFoundation" : name;
-}
-
 }  // namespace
 
-fs::path NSTemporaryDirectory() {
-  const fs::path folder = temporaryBase() / temporaryName();
-  return makePrivateFolder(folder) ? folder : freshFolder(folder);
+std::string internal::temporaryDirectory(uid_t user) {
+  const std::string_view variable = environmentVariable("TMPDIR").value_or("");
+  const std::string_view named = variable.starts_with('/') ? variable : kTemporaryBase;
+  std::string folder = temporaryFolderIn(named, user);
+  if (isPrivateFolder(folder, user)) return folder;
+  if (!isFolder(named)) folder = temporaryFolderIn(kTemporaryBase, user);
+  if (makePrivateFolder(folder, user)) return folder;
+  static NeverDestroyed<StandIns> standIns;
+  return standIns->find(folder, user);
 }
 
-fs::path usualTemporaryDirectory() {
-  const fs::path named = absoluteFolderFromEnvironment("TMPDIR");
-  return (named.empty() ? kTemporaryBase : named) / temporaryName();
+fs::path NSTemporaryDirectory() {
+  return internal::temporaryDirectory(::geteuid());
 }
 
 fs::path NSHomeDirectory() {
@@ -153,15 +163,14 @@ std::vector<fs::path> applicationSupportDirectories() {
 }
 
 const std::string& applicationName() {
-  static const auto& name =
-      *new std::string(Bundle::mainIdentifier().empty() ? programName() : Bundle::mainIdentifier());
-  return name;
+  static const NeverDestroyed<std::string> name(Bundle::mainIdentifier().empty() ? programName()
+                                                                                 : Bundle::mainIdentifier());
+  return *name;
 }
 
-// Asking the kernel costs as much as creating a file, and the answer stays the same.
 std::string programName() {
-  static const auto& name = *new std::string(readProgramName());
-  return name;
+  const std::string name = internal::programPath().filename().string();
+  return name.empty() ? "TQFoundation" : name;
 }
 
 }  // namespace tq

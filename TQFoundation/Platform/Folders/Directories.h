@@ -12,20 +12,20 @@ namespace tq {
 ///
 ///     const auto cache = NSTemporaryDirectory() / "iCloudVideos";
 ///
-/// What lies in a folder of many programs bears the name of this one, `applicationName()`.
+/// What lies in a folder shared by programs is named after this program, `applicationName()`.
 ///
-/// Each call looks at the environment and the disk anew. Thread-safe except against concurrent setenv().
+/// Each call reads the environment and the file system. Thread-safe except against concurrent setenv().
 
-/// The folder for files that nobody will miss: one per user and program, `NAME-UID` in `TMPDIR` (where
-/// that is not an absolute path of a folder, in /var/tmp).
+/// The folder for files of passing use: one per user and program, `NAME-UID` in `TMPDIR` (where that is not
+/// an absolute path of a folder, in /var/tmp).
 ///
-/// It exists when this returns, is a real folder of this user's, and is open to nobody else (mode 0700).
+/// It exists when this returns, is a real folder of this user's, and is open to no other user (mode 0700).
 /// Where something else has taken the name, a fresh folder with a random ending serves, the same one for the
-/// rest of the process. Where no folder can be made at all the path is answered all the same, and writing
-/// there fails.
+/// rest of the process. Where no folder can be made at all, the path is one that cannot exist (beneath
+/// /dev/null), so that writing there fails and no other user's folder is named.
 [[nodiscard]] TQ_API std::filesystem::path NSTemporaryDirectory();
 
-/// The user's home folder: `HOME`, else what the system's user list says, else empty.
+/// The user's home folder: `HOME`, else that of the system's user list, else empty.
 [[nodiscard]] TQ_API std::filesystem::path NSHomeDirectory();
 
 /// The folders that desktop programs share, by the XDG rules for user folders.
@@ -44,7 +44,7 @@ enum class UserFolder { documents, videos };
 /// home.
 [[nodiscard]] TQ_API std::vector<std::filesystem::path> applicationSupportDirectories();
 
-/// What the program's folders are called: the main bundle's identifier, else `programName()`. The same for
+/// The name of the program's folders: the main bundle's identifier, else `programName()`. The same for
 /// the life of the process.
 [[nodiscard]] TQ_API const std::string& applicationName();
 

@@ -2,9 +2,6 @@
 
 #include <system_error>
 
-#include "TQFoundation/Platform/Base/Environment.h"
-#include "TQFoundation/Platform/Folders/Directories.h"
-
 namespace tq {
 namespace {
 
@@ -17,18 +14,12 @@ bool isMissing(const fs::path& folder) {
 
 }  // namespace
 
-std::uint64_t freeBytesAbove(fs::path folder, const VolumeInfo& volumes) {
-  while (folder.has_relative_path() && isMissing(folder)) {
-    folder = folder.parent_path();
+std::uint64_t freeBytesAtNearestFolder(fs::path folder, const VolumeInfo& volumes) {
+  for (;;) {
     if (const auto free = volumes.freeBytes(folder)) return *free;
+    if (!folder.has_relative_path() || !isMissing(folder)) return 0;
+    folder = folder.parent_path();
   }
-  return 0;
-}
-
-const fs::path& keptHomeDirectory() {
-  thread_local fs::path kept;
-  if (environmentVariable("HOME") != kept.native()) kept = NSHomeDirectory();
-  return kept;
 }
 
 }  // namespace tq

@@ -287,5 +287,23 @@ TEST(SerialQueue, LivesUntilItsLastTaskHasRunWithoutAnOwner) {
   EXPECT_TRUE(eventually([&] { return ran == 200; }));
 }
 
+TEST(SerialQueue, IsNotStarvedByTasksOfHighPriority) {
+  // Tasks of high priority that hand over the next one for ever, on all threads of the pool.
+  const auto over = std::make_shared<std::atomic<bool>>(false);
+  struct Endless {
+    std::shared_ptr<std::atomic<bool>> over;
+    void operator()() const {
+      if (!*over) DispatchQueue::global(DispatchQueue::Priority::high)->async(*this);
+    }
+  };
+  for (int i = 0; i < 200; ++i) DispatchQueue::global(DispatchQueue::Priority::high)->async(Endless{over});
+  std::atomic<bool> ran = false;
+  const auto queue = DispatchQueue::serial();
+  queue->async([&] { ran = true; });
+  EXPECT_TRUE(eventually([&] { return ran.load(); }));
+  *over = true;
+  queue->sync([] {});
+}
+
 }  // namespace
 }  // namespace tq::tests

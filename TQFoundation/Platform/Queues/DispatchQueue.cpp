@@ -3,31 +3,35 @@
 #include <semaphore.h>
 
 #include <cerrno>
-#include <mutex>
+#include <cstdint>
+#include <deque>
 #include <utility>
-#include <vector>
 
+#include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Queues/TimerService.h"
 #include "TQFoundation/Platform/Queues/WorkerPool.h"
 
 namespace tq {
 namespace {
 
-// Lets one thread wait until another has opened the gate, once.
+// Lets one thread wait until another opens the gate, once.
 //
-// The waiting thread may destroy the gate as soon as `wait` has returned: `open` touches it no more by then,
-// which POSIX promises of its semaphores. A mutex with a condition variable keeps that only by waking the
-// waiting thread while the lock is held, and so twice.
-class SyncGate {
+// The waiting thread may destroy the gate as soon as `wait` has returned: POSIX promises that `open` does
+// not touch its semaphore any more by then. A mutex with a condition variable keeps that promise only if it
+// wakes the waiting thread while the lock is held, which makes it sleep a second time.
+class Gate {
  public:
-  SyncGate() { ::sem_init(&opened_, 0, 0); }
-  ~SyncGate() { ::sem_destroy(&opened_); }
-  SyncGate(const SyncGate&) = delete;
-  SyncGate& operator=(const SyncGate&) = delete;
+  Gate() { ::sem_init(&opened_, 0, 0); }
+  ~Gate() { ::sem_destroy(&opened_); }
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
 
   void open() { ::sem_post(&opened_); }
 
   void wait() {
+    if (::sem_trywait(&opened_) == 0) return;
+    const internal::WorkerPool::Blocked blocked;
     while (::sem_wait(&opened_) != 0 && errno == EINTR) {
     }
   }
@@ -40,112 +44,172 @@ class GlobalQueue final : public DispatchQueue {
  public:
   explicit GlobalQueue(Priority priority) : priority_(priority) {}
 
-  void async(Task task) override { WorkerPool::shared().submit(std::move(task), priority_); }
+  void async(Task task) noexcept override {
+    internal::WorkerPool::shared().submit(std::move(task), priority_);
+  }
 
-  // Tasks of a global queue wait for nothing, so the caller's own thread is as good as another.
+  // A task of a global queue comes after no other one, so it may as well run on the caller's own thread.
   [[nodiscard]] bool isCurrent() const override { return true; }
 
  private:
   const Priority priority_;
 };
 
+// A serial queue whose tasks run on the pool, or on threads that wait in its `sync`.
 class SerialQueue final : public DispatchQueue {
  public:
-  explicit SerialQueue(Tasks tasks) : tasks_(tasks) {}
-
-  void async(Task task) override {
-    {
-      const std::scoped_lock lock(mutex_);
-      waiting_.push_back(std::move(task));
-      if (std::exchange(scheduled_, true)) return;
-    }
-    scheduleBatch();
-  }
-
-  // On an idle queue the caller's own thread is as good as another, and none is woken.
-  void sync(const std::function<void()>& task) override {
-    if (isCurrent()) return task();
-    if (!runIfIdle(task)) DispatchQueue::sync(task);
-  }
-
-  void asyncHereIfIdle(Task task) override {
-    const auto self = shared_from_this();  // the task may let go of the queue
-    if (tasks_ == Tasks::any || !runIfIdle(task)) async(std::move(task));
-  }
-
-  [[nodiscard]] bool isCurrent() const override { return running_ == this; }
+  void async(Task task) noexcept override;
+  void sync(const std::function<void()>& task) override;
+  [[nodiscard]] bool isCurrent() const override;
 
  private:
-  bool runIfIdle(const Task& task) {
-    if (!occupyIdle()) return false;
-    const auto* const outer = std::exchange(running_, this);
-    [&]() noexcept { task(); }();
-    running_ = outer;
-    if (!release()) scheduleBatch();
-    return true;
-  }
-
-  bool occupyIdle() {
-    const std::scoped_lock lock(mutex_);
-    return !std::exchange(scheduled_, true);
-  }
-
-  // False when tasks have come meanwhile: the queue stays occupied for them.
-  bool release() {
-    const std::scoped_lock lock(mutex_);
-    scheduled_ = !waiting_.empty();
-    return !scheduled_;
-  }
-
-  void scheduleBatch() {
-    auto self = std::static_pointer_cast<SerialQueue>(shared_from_this());
-    WorkerPool::shared().submit([self = std::move(self)] { self->runBatch(); }, Priority::normal);
-  }
-
-  // One batch per turn on the pool, so that a queue that never empties leaves room for the others.
-  void runBatch() {
-    std::vector<Task> batch;
-    {
-      const std::scoped_lock lock(mutex_);
-      batch.swap(waiting_);
-    }
-    const auto* const outer = std::exchange(running_, this);
-    for (Task& task : batch) {
-      task();
-      task = nullptr;
-    }
-    running_ = outer;
-    if (release()) return;
-    WorkerPool::Burst burst;
-    scheduleBatch();
-    burst.wakeForOthers();
-  }
+  // A thread in `sync`, and how many tasks of the queue come before its own.
+  struct Ticket {
+    std::uint64_t position = 0;
+    Gate turn;
+  };
+  class Running;
 
   static thread_local const SerialQueue* running_;
 
-  const Tasks tasks_;
-  std::mutex mutex_;
-  std::vector<Task> waiting_;
-  bool scheduled_ = false;
+  [[nodiscard]] bool enter(Ticket& ticket);
+  [[nodiscard]] bool beginTurn(std::uint64_t& end);
+  void takeTurn();
+  [[nodiscard]] Task nextTurn();
+  void runUntil(std::uint64_t position);
+  [[nodiscard]] bool takeBefore(std::uint64_t position, Task& task);
+  [[nodiscard]] bool leave();
+
+  // Invariant:
+  // 1. While `owned_`, one thread owns the queue. It alone takes tasks, in order, and runs them unlocked.
+  // 2. A ticket's turn comes when `begun_` has reached its position; its own thread runs it.
+  // 3. The owner hands the queue to the first ticket's thread, which begins with the tasks ahead of it.
+  // 4. Without a ticket it gives the queue up; if tasks wait then, a turn on the pool is under way
+  //    (`turnSubmitted_`). A turn that finds the queue owned or empty ends at once.
+  Mutex mutex_;
+  std::deque<Task> tasks_ TQ_GUARDED_BY(mutex_);
+  std::deque<Ticket*> tickets_ TQ_GUARDED_BY(mutex_);
+  std::uint64_t begun_ TQ_GUARDED_BY(mutex_) = 0;  // tasks taken so far
+  bool owned_ TQ_GUARDED_BY(mutex_) = false;
+  bool turnSubmitted_ TQ_GUARDED_BY(mutex_) = false;
 };
 
 thread_local const SerialQueue* SerialQueue::running_ = nullptr;
 
-}  // namespace
+// While one lives, what its thread does happens on the queue.
+class SerialQueue::Running {
+ public:
+  explicit Running(const SerialQueue* queue) : outer_(std::exchange(running_, queue)) {}
+  ~Running() { running_ = outer_; }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
 
-void DispatchQueue::asyncHereIfIdle(Task task) {
-  async(std::move(task));
+ private:
+  const SerialQueue* const outer_;
+};
+
+bool SerialQueue::isCurrent() const {
+  return running_ == this;
 }
+
+void SerialQueue::async(Task task) noexcept {
+  {
+    const MutexLock lock(mutex_);
+    tasks_.push_back(std::move(task));
+    if (owned_ || std::exchange(turnSubmitted_, true)) return;
+  }
+  internal::WorkerPool::shared().submit(nextTurn(), Priority::normal);
+}
+
+void SerialQueue::sync(const std::function<void()>& task) {
+  if (isCurrent()) return task();
+  const auto self = shared_from_this();  // the task may release every other reference
+  [&]() noexcept {
+    Ticket ticket;
+    if (!enter(ticket)) ticket.turn.wait();
+    runUntil(ticket.position);
+    {
+      const Running here(this);
+      task();
+    }
+    if (leave()) internal::WorkerPool::shared().submit(nextTurn(), Priority::normal);
+  }();
+}
+
+// True when the queue was free: the caller owns it now. It takes over from a turn on the pool that has not
+// begun, which then finds nothing to do.
+bool SerialQueue::enter(Ticket& ticket) {
+  const MutexLock lock(mutex_);
+  ticket.position = begun_ + tasks_.size();
+  if (owned_) tickets_.push_back(&ticket);
+  return !std::exchange(owned_, true);
+}
+
+Task SerialQueue::nextTurn() {
+  return [self = std::static_pointer_cast<SerialQueue>(shared_from_this())] { self->takeTurn(); };
+}
+
+// A turn runs what waits at its begin and no more, so that a queue that never empties leaves the pool's
+// threads to others now and then.
+void SerialQueue::takeTurn() {
+  std::uint64_t end = 0;
+  if (!beginTurn(end)) return;
+  runUntil(end);
+  if (leave()) internal::WorkerPool::shared().submitAtEndOfTask(nextTurn(), Priority::normal);
+}
+
+bool SerialQueue::beginTurn(std::uint64_t& end) {
+  const MutexLock lock(mutex_);
+  turnSubmitted_ = false;
+  if (owned_ || tasks_.empty()) return false;
+  owned_ = true;
+  end = begun_ + tasks_.size();
+  return true;
+}
+
+// What a task captured is destroyed on the queue, before the next one begins.
+void SerialQueue::runUntil(std::uint64_t position) {
+  const Running here(this);
+  for (Task task; takeBefore(position, task); task = nullptr) task();
+}
+
+bool SerialQueue::takeBefore(std::uint64_t position, Task& task) {
+  const MutexLock lock(mutex_);
+  if (begun_ == position) return false;
+  task = std::move(tasks_.front());
+  tasks_.pop_front();
+  ++begun_;
+  return true;
+}
+
+// Returns whether a turn on the pool is to be submitted. A ticket's thread may have left `sync` as soon as
+// its gate is open.
+bool SerialQueue::leave() {
+  Ticket* next = nullptr;
+  {
+    const MutexLock lock(mutex_);
+    if (tickets_.empty()) {
+      owned_ = false;
+      return !tasks_.empty() && !std::exchange(turnSubmitted_, true);
+    }
+    next = tickets_.front();
+    tickets_.pop_front();
+  }
+  next->turn.open();
+  return false;
+}
+
+}  // namespace
 
 void DispatchQueue::sync(const std::function<void()>& task) {
   if (isCurrent()) return task();
   const auto self = weak_from_this().lock();  // the task may release every other reference
-  SyncGate gate;
+  Gate ran;
   async([&] {
     task();
-    gate.open();
+    ran.open();
   });
-  gate.wait();
+  ran.wait();
 }
 
 void DispatchQueue::after(Delay delay, Task task) {
@@ -155,13 +219,13 @@ void DispatchQueue::after(Delay delay, Task task) {
 }
 
 const std::shared_ptr<DispatchQueue>& DispatchQueue::global(Priority priority) {
-  static const auto& high = *new std::shared_ptr<DispatchQueue>(new GlobalQueue(Priority::high));
-  static const auto& normal = *new std::shared_ptr<DispatchQueue>(new GlobalQueue(Priority::normal));
-  return priority == Priority::high ? high : normal;
+  static const NeverDestroyed<std::shared_ptr<DispatchQueue>> high(new GlobalQueue(Priority::high));
+  static const NeverDestroyed<std::shared_ptr<DispatchQueue>> normal(new GlobalQueue(Priority::normal));
+  return priority == Priority::high ? *high : *normal;
 }
 
-std::shared_ptr<DispatchQueue> DispatchQueue::serial(Tasks tasks) {
-  return std::make_shared<SerialQueue>(tasks);
+std::shared_ptr<DispatchQueue> DispatchQueue::serial() {
+  return std::make_shared<SerialQueue>();
 }
 
 }  // namespace tq

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <string_view>
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Queues/Delay.h"
@@ -20,17 +19,16 @@ class LoopQueue;
 ///       DispatchQueue::main()->async([=] { show(result); });
 ///     });
 ///
-/// The main queue and the serial ones run one task at a time, in the order they were handed over, each seeing
-/// everything the one before it did. Global queues run theirs side by side. A serial queue lives until its
-/// last task has run, whoever holds it.
+/// The main queue and the serial ones run one task at a time, in the order they were handed over, and each
+/// task sees everything the one before it did; what a task captured is destroyed before the next one begins.
+/// Global queues run theirs side by side. A serial queue lives until its last task has run, even when no
+/// reference to it is left.
 ///
-/// Thread-safe. No lock is held while a task runs.
+/// Thread-safe. No lock is held while a task runs; it may call back in, and may release the queue. Out of
+/// memory, `async` and `after` end the program rather than lose a task.
 class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   enum class Priority { normal, high };
-
-  /// What the tasks of a queue are like. Brief ones take microseconds and wait for nobody.
-  enum class Tasks { any, brief };
 
   DispatchQueue() = default;
   DispatchQueue(const DispatchQueue&) = delete;
@@ -41,19 +39,17 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
   virtual void async(Task task) = 0;
   void async(std::nullptr_t) = delete;
 
-  /// Runs `task` now, on this thread, if the queue is a serial one of brief tasks that has nothing to do,
-  /// else hands it over as `async` does. Spares the wake-up of another thread. For callers that hold no lock.
-  virtual void asyncHereIfIdle(Task task);
-
-  /// Hands `task` over and returns when it has run.
+  /// Runs `task` on the queue, after the tasks handed over before it, and returns when it has run.
   ///
-  /// On the queue itself the task runs at once, ahead of what is waiting, where other systems would wait for
-  /// themselves for ever. That holds for the queue whose task is running, not for one further out: a task of
-  /// A that waits for B, whose task waits for A, waits for ever. On an idle serial queue the task may run on
-  /// the caller's own thread. While nobody runs or drains the main queue this call waits.
+  /// On the queue itself the task runs at once, ahead of what is waiting. That holds for the queue whose task
+  /// is running, not for one further out: a task of A that waits for B, whose task waits for A, waits for
+  /// ever. While no thread runs or drains the main queue this call waits.
+  ///
+  /// A serial queue runs `task` on the caller's own thread, and before it, when the queue is free by then,
+  /// the tasks that are still waiting ahead of it. So it needs no background thread.
   virtual void sync(const std::function<void()>& task);
 
-  /// Hands `task` over once `delay` has passed. It cannot be taken back.
+  /// Hands `task` over once `delay` has passed. It cannot be withdrawn.
   virtual void after(Delay delay, Task task);
 
   /// Whether what this thread does now happens on the queue, so that `sync` need not wait.
@@ -66,13 +62,17 @@ class TQ_API DispatchQueue : public std::enable_shared_from_this<DispatchQueue> 
   /// started on that thread do not fire and its `sync` to the main queue waits for ever.
   [[nodiscard]] static const std::shared_ptr<LoopQueue>& main();
 
-  /// A queue of background threads shared by the process. Tasks of high priority are begun before the others.
-  /// Up to 64 tasks run side by side, so some of them may block; a task that waits for a later one may not.
+  /// A queue of background threads shared by the process and by all serial queues.
+  ///
+  /// Tasks of high priority are begun before the others, but not more than eight in a row. Up to 64 tasks run
+  /// side by side, not counting those that wait in `sync`; there are 512 threads at most. So a task may wait
+  /// in `sync`, for a queue or through one. It starves others if it waits in another way (a lock, a future, a
+  /// read without an end) for a task that has not begun: 64 such tasks stop the global and the serial queues
+  /// until one of them goes on. A process that may not start a single thread is aborted with a sentence.
   [[nodiscard]] static const std::shared_ptr<DispatchQueue>& global(Priority priority = Priority::normal);
 
-  /// A new serial queue on the background threads. One of brief tasks may also run them on the thread that
-  /// brings them about, be it the main one.
-  [[nodiscard]] static std::shared_ptr<DispatchQueue> serial(Tasks tasks = Tasks::any);
+  /// A new serial queue on the background threads.
+  [[nodiscard]] static std::shared_ptr<DispatchQueue> serial();
 };
 
 }  // namespace tq

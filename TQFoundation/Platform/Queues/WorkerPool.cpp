@@ -1,107 +1,123 @@
 #include "TQFoundation/Platform/Queues/WorkerPool.h"
 
-#include <system_error>
-#include <thread>
+#include <cerrno>
 #include <utility>
 
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Base/Thread.h"
 #include "TQFoundation/Platform/Queues/SpinWait.h"
 
-namespace tq {
+namespace tq::internal {
+namespace {
+
+thread_local bool isWorker = false;
+
+}  // namespace
 
 WorkerPool& WorkerPool::shared() {
-  static auto* const pool = new WorkerPool;
+  static NeverDestroyed<WorkerPool> pool;
   return *pool;
 }
 
-thread_local WorkerPool::Burst* WorkerPool::Burst::current_ = nullptr;
-
-WorkerPool::Burst::~Burst() {
-  wakeForAll();
-  current_ = nullptr;
-}
-
-void WorkerPool::Burst::wakeForAll() {
-  for (; submitted_ > 0; --submitted_) shared().wakeThread();
-}
-
-void WorkerPool::Burst::wakeForOthers() {
-  if (submitted_ > 0) --submitted_;
-  wakeForAll();
-}
-
-void WorkerPool::submit(Task task, DispatchQueue::Priority priority) {
+WorkerPool::Blocked::Blocked() {
+  if (!isWorker) return;
+  WorkerPool& pool = shared();
+  Need need = Need::none;
   {
-    const std::scoped_lock lock(mutex_);
-    tasks_[priority == DispatchQueue::Priority::high ? 0 : 1].push_back(std::move(task));
-    ++waiting_;
+    const MutexLock lock(pool.mutex_);
+    ++pool.blocked_;
+    if (pool.waiting_ > 0) need = pool.need();
   }
-  if (Burst::current_ != nullptr) {
-    ++Burst::current_->submitted_;
-  } else {
-    wakeThread();
-  }
+  pool.provide(need);
 }
 
-void WorkerPool::wakeThread() {
-  bool needsThread = false;
+WorkerPool::Blocked::~Blocked() {
+  if (!isWorker) return;
+  WorkerPool& pool = shared();
+  const MutexLock lock(pool.mutex_);
+  --pool.blocked_;
+}
+
+void WorkerPool::submit(Task task, DispatchQueue::Priority priority) noexcept {
+  Need need = Need::none;
   {
-    const std::scoped_lock lock(mutex_);
-    if (waiting_ <= looking_) return;
-    needsThread = waiting_ > looking_ + asleep_ && threads_ < kMaxThreads;
-    if (needsThread) ++threads_;
+    const MutexLock lock(mutex_);
+    append(std::move(task), priority);
+    need = this->need();
   }
-  if (needsThread) {
-    startThread();
-  } else {
-    added_.notify_one();
-  }
+  provide(need);
 }
 
-void WorkerPool::startThread() {
-  try {
-    std::thread([this] { work(); }).detach();
-  } catch (const std::system_error&) {
-    const std::scoped_lock lock(mutex_);
-    // The threads there are will come to the task; with none, nobody ever would.
-    if (--threads_ == 0) std::terminate();
-  }
+void WorkerPool::submitAtEndOfTask(Task task, DispatchQueue::Priority priority) noexcept {
+  const MutexLock lock(mutex_);
+  append(std::move(task), priority);
+}
+
+void WorkerPool::append(Task task, DispatchQueue::Priority priority) {
+  (priority == DispatchQueue::Priority::high ? high_ : normal_).push_back(std::move(task));
+  ++waiting_;
+}
+
+// What it takes for the waiting tasks to get a thread. One that spins needs no wake-up.
+WorkerPool::Need WorkerPool::need() {
+  if (waiting_ <= spinning_) return Need::none;
+  const bool mayStart = threads_ - blocked_ < kMaxRunning && threads_ < kMaxThreads;
+  if (waiting_ <= spinning_ + asleep_ || !mayStart) return Need::wakeUp;
+  ++threads_;
+  return Need::newThread;
+}
+
+void WorkerPool::provide(Need need) noexcept {
+  if (need == Need::wakeUp) added_.notifyOne();
+  if (need != Need::newThread || startThread("tq worker", [this] { work(); })) return;
+  const int error = EAGAIN;
+  const MutexLock lock(mutex_);
+  // The threads there are will come for the task; without any, no thread ever would.
+  if (--threads_ == 0) abortForWantOf("no thread for background queues", error);
 }
 
 void WorkerPool::work() {
-  Task task;
-  for (;;) {
-    {
-      std::unique_lock lock(mutex_);
-      if (!takeNext(lock, task)) return;
-    }
-    [&]() noexcept { task(); }();
-    task = nullptr;
-  }
+  isWorker = true;
+  for (Task task; takeNext(task); task = nullptr) [&]() noexcept { task(); }();
 }
 
-// False when this thread has waited its idle life for nothing and is no longer counted.
-bool WorkerPool::takeNext(std::unique_lock<std::mutex>& lock, Task& task) {
+// False when this thread is no longer counted and must end.
+bool WorkerPool::takeNext(Task& task) {
+  MutexLock lock(mutex_);
   if (waiting_ == 0) {
-    ++looking_;
+    ++spinning_;
     lock.unlock();
-    internal::spinWait([this] { return waiting_ != 0; });
+    spinWait([this] { return waiting_ != 0; });
     lock.lock();
-    --looking_;
+    --spinning_;
   }
-  if (waiting_ == 0) {
-    ++asleep_;
-    const bool found = added_.wait_for(lock, kIdleLife, [this] { return waiting_ != 0; });
-    --asleep_;
-    if (!found) {
-      --threads_;
-      return false;
-    }
+  if (threads_ - blocked_ > kMaxRunning || !waitForTask()) {
+    --threads_;
+    if (waiting_ > 0) added_.notifyOne();  // this thread was to come for a task, another one does
+    return false;
   }
-  auto& from = tasks_[tasks_[0].empty() ? 1 : 0];
-  task = std::move(from.front());
-  from.pop_front();
-  --waiting_;
+  task = popNext();
   return true;
 }
 
-}  // namespace tq
+bool WorkerPool::waitForTask() {
+  if (waiting_ > 0) return true;
+  const auto end = std::chrono::steady_clock::now() + kIdleLife;
+  ++asleep_;
+  while (waiting_ == 0 && added_.waitUntil(mutex_, end)) {
+  }
+  --asleep_;
+  return waiting_ > 0;
+}
+
+Task WorkerPool::popNext() {
+  const bool takesHigh = !high_.empty() && (normal_.empty() || highInARow_ < kHighInARow);
+  highInARow_ = takesHigh ? highInARow_ + 1 : 0;
+  auto& from = takesHigh ? high_ : normal_;
+  Task task = std::move(from.front());
+  from.pop_front();
+  --waiting_;
+  return task;
+}
+
+}  // namespace tq::internal

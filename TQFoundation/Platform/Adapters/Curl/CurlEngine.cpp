@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
-#include "TQFoundation/Platform/Queues/WorkerPool.h"
 
 namespace tq {
 namespace {
@@ -44,20 +43,16 @@ void CurlEngine::submit(Command command) {
 }
 
 void CurlEngine::run() {
-  WorkerPool::Burst burst;
   while (takeCommands()) {
     int stillRunning = 0;
     curl_multi_perform(multi_, &stillRunning);
     collectFinished();
     endOverdue();
     if (transfers_.empty()) continue;
-    burst.wakeForAll();
     for (const CurlClient* const client : std::exchange(begun_, {}))
       if (const auto found = transfers_.find(client); found != transfers_.end()) found->second->openFile();
     curl_multi_poll(multi_, nullptr, 0, patience(), nullptr);
   }
-  // What the last transfer has to tell, this thread tells itself once it has left the engine.
-  burst.wakeForOthers();
 }
 
 // False when there is nothing left to do; the next command then runs the engine again.

@@ -10,8 +10,8 @@
 
 namespace tq::tests {
 
-/// One request, and what its handlers have been told so far. Every call by the library is checked against
-/// what the port promises.
+/// One request, and what its handlers have received so far. Every call by the library is checked against what
+/// the port promises.
 class VideoRequested {
  public:
   using OnProgress = std::function<void(bool& stop)>;
@@ -47,8 +47,10 @@ class VideoRequested {
                  OnProgress onProgress = {}) {
     heard_->onProgress = std::move(onProgress);
     insideCall_ = true;
+    auto video = std::make_shared<const PHAsset>(identifier);
+    video_ = video;
     id = manager->requestAVAssetForVideo(
-        std::make_shared<const PHAsset>(identifier),
+        std::move(video),
         {.networkAccessAllowed = network,
          .progressHandler = [heard = heard_](double fraction, auto& error, bool& stop,
                                              auto&) { heard->progress(fraction, error, stop); }},
@@ -60,9 +62,10 @@ class VideoRequested {
   [[nodiscard]] bool waitForProgress() const {
     return waitUntil([&] { return !heard_->fractions.empty(); });
   }
-  /// Waits for the result, and for the library to let go of the handlers. What was heard may be read then.
+  /// Waits for the result, and for the library to let go of the handlers and of the request. What was
+  /// reported may be read then.
   [[nodiscard]] bool wait() const {
-    return waitUntil([&] { return heard_->results > 0 && heard_.use_count() == 1; });
+    return waitUntil([&] { return heard_->results > 0 && heard_.use_count() == 1 && video_.expired(); });
   }
   const Heard* operator->() const { return heard_.get(); }
 
@@ -87,6 +90,7 @@ class VideoRequested {
   }
 
   static inline thread_local bool insideCall_ = false;
+  std::weak_ptr<const PHAsset> video_;
   std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
 };
 

@@ -1,7 +1,3 @@
-extern "C" {
-#include <libavutil/log.h>
-}
-
 #include <CLI/CLI.hpp>
 #include <clocale>
 #include <csignal>
@@ -220,7 +216,6 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");  // NOLINT(concurrency-mt-unsafe): no other thread runs yet
   std::signal(SIGPIPE, SIG_IGN);        // a server or a reader that goes away is an error of that one write
-  av_log_set_level(AV_LOG_FATAL);
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {

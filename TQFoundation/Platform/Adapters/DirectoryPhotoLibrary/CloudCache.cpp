@@ -8,14 +8,13 @@ extern "C" {
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <system_error>
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoFolder.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 namespace fs = std::filesystem;
@@ -37,16 +36,24 @@ std::string hexHash(std::string_view text) {
   return hex;
 }
 
-bool isThere(const fs::path& file) {
-  std::error_code ignored;
-  return fs::exists(fs::symlink_status(file, ignored));
-}
-
-// What another fetch of the same original would not suffer from again.
+// Whether another fetch of the same original may be better than the file that has been looked into.
 bool isWorthAnother(const VideoProbe& probe) {
   return !probe.details &&
          (probe.error->code == NSFileReadCorruptFileError ||
           probe.error->code == NSFileReadNoPermissionError || probe.error->code == NSFileReadNoSuchFileError);
+}
+
+// Puts `fetched` in the place of a damaged file, in one step: another request may be handing that path out,
+// having just put a good file there itself.
+std::optional<NSError> replace(const fs::path& fetched, const fs::path& damaged) {
+  std::error_code error;
+  fs::rename(fetched, damaged, error);
+  if (!error) return std::nullopt;
+  // A folder, or another file system.
+  fs::remove(damaged, error);
+  auto failure = NSFileManager::moveItem(fetched, damaged);
+  if (failure && failure->code == NSFileWriteFileExistsError) return std::nullopt;
+  return failure;
 }
 
 }  // namespace
@@ -68,30 +75,23 @@ CloudOriginal CloudCache::original(const std::string& identifier, const URL& url
 
 std::optional<VideoProbe> CloudCache::find(const CloudOriginal& original,
                                            const std::atomic<bool>& cancelled) {
-  if (!isThere(original.file)) return std::nullopt;
   VideoProbe probe = probeVideo(original.file, original.name, cancelled);
-  if (cancelled || !isWorthAnother(probe)) return probe;
-
-  // Two requests that have both found it damaged: the second one may not remove what the first has fetched.
-  static std::mutex& removing = *new std::mutex;
-  const std::scoped_lock lock(removing);
-  if (!isThere(original.file)) return std::nullopt;
-  probe = probeVideo(original.file, original.name, cancelled);
-  if (cancelled || !isWorthAnother(probe)) return probe;
-  std::error_code error;
-  if (fs::remove(original.file, error) || !error) return std::nullopt;
-  return VideoProbe{.details = std::nullopt,
-                    .error = fileWriteError(error.value(), original.file, "cannot remove the damaged file")};
+  if (!cancelled && isWorthAnother(probe)) return std::nullopt;
+  return probe;
 }
 
 VideoProbe CloudCache::keep(const fs::path& fetched, const CloudOriginal& original,
                             const std::atomic<bool>& cancelled) {
   VideoProbe probe = probeVideo(fetched, original.name, cancelled);
   if (!probe.details) return probe;
-  const auto error = NSFileManager::moveItem(fetched, original.file);
-  if (!error) return probe;
-  if (error->code == NSFileWriteFileExistsError) return probeVideo(original.file, original.name, cancelled);
-  return {.details = std::nullopt, .error = error};
+  auto error = NSFileManager::moveItem(fetched, original.file);
+  if (error && error->code == NSFileWriteFileExistsError) {
+    VideoProbe there = probeVideo(original.file, original.name, cancelled);
+    if (!isWorthAnother(there)) return there;
+    error = replace(fetched, original.file);
+  }
+  if (error) return {.details = std::nullopt, .error = std::move(error)};
+  return probe;
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -9,7 +9,7 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoProbe.h"
 #include "TQFoundation/Platform/Base/URL.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// One original of the cloud, and where it is kept once it has been fetched.
 struct CloudOriginal {
@@ -18,10 +18,11 @@ struct CloudOriginal {
   std::filesystem::path file;  ///< In the cache.
 };
 
-/// The folder of the originals fetched so far. Several libraries and processes may share one: what comes in
-/// is whole and playable, and stays until somebody finds it damaged.
+/// The folder of the originals fetched so far. Several libraries and processes may share one. What comes in
+/// is whole and playable, and stays until it is found damaged and has been fetched anew.
 ///
-/// Thread-safe.
+/// Thread-safe, without a lock: requests that find the same file damaged each fetch it, and the later one
+/// leaves the good file of the earlier one alone.
 class CloudCache {
  public:
   /// A cache in `folder` for the originals of the video folder `library`.
@@ -33,11 +34,11 @@ class CloudCache {
   /// identifier and URL.
   [[nodiscard]] CloudOriginal original(const std::string& identifier, const URL& url) const;
 
-  /// Looks into the original's file: absent when it is not there (any more: a damaged one is removed).
+  /// Looks into the original's file. Returns nullopt if it has to be fetched: it is not there, or damaged.
   [[nodiscard]] static std::optional<VideoProbe> find(const CloudOriginal& original,
                                                       const std::atomic<bool>& cancelled);
 
-  /// Takes the file `fetched` in when it is playable. That another fetch has been faster is no failure.
+  /// Moves the file `fetched` in if it is playable. That another fetch has been faster is no failure.
   [[nodiscard]] static VideoProbe keep(const std::filesystem::path& fetched, const CloudOriginal& original,
                                        const std::atomic<bool>& cancelled);
 
@@ -46,4 +47,4 @@ class CloudCache {
   std::filesystem::path library_;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

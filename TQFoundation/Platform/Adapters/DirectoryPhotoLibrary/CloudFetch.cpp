@@ -3,7 +3,23 @@
 #include <algorithm>
 #include <utility>
 
-namespace tq {
+namespace tq::internal {
+namespace {
+
+constexpr int kPartialContent = 206;
+
+int statusOf(const NSURLSessionDownloadTask& task) {
+  const auto response = task.response();
+  return response ? response->statusCode : 0;
+}
+
+// Whether the body is the original. Nobody has asked for a part of it.
+bool isWhole(const NSURLSessionDownloadTask& task) {
+  const int status = statusOf(task);
+  return status / 100 == 2 && status != kPartialContent;
+}
+
+}  // namespace
 
 std::shared_ptr<NSURLSessionDownloadTask> CloudFetch::start(const NSURLSessionMaker& makeSession,
                                                             CloudOriginal original,
@@ -26,9 +42,10 @@ CloudFetch::CloudFetch(CloudOriginal original, const std::atomic<bool>& cancelle
       callbacks_(std::move(callbacks)),
       outcome_(failure(NSURLErrorUnknown, "no file came of it")) {}
 
-void CloudFetch::didWriteData(NSURLSessionDownloadTask&, std::int64_t, std::int64_t totalBytesWritten,
+// The body of a refusal is no part of the video.
+void CloudFetch::didWriteData(NSURLSessionDownloadTask& task, std::int64_t, std::int64_t totalBytesWritten,
                               std::int64_t totalBytesExpectedToWrite) {
-  if (totalBytesExpectedToWrite <= 0) return;
+  if (totalBytesExpectedToWrite <= 0 || !isWhole(task)) return;
   const double fraction =
       static_cast<double>(totalBytesWritten) / static_cast<double>(totalBytesExpectedToWrite);
   callbacks_.progress(std::clamp(fraction, 0.0, 1.0));
@@ -36,10 +53,8 @@ void CloudFetch::didWriteData(NSURLSessionDownloadTask&, std::int64_t, std::int6
 
 // The session's file is gone when this returns: it is looked into and moved here.
 void CloudFetch::didFinishDownloadingToURL(NSURLSessionDownloadTask& task, const URL& location) {
-  const auto response = task.response();
-  const int status = response ? response->statusCode : 0;
-  if (status / 100 != 2) {
-    outcome_ = failure(NSURLErrorBadServerResponse, "the server answered " + std::to_string(status));
+  if (!isWhole(task)) {
+    outcome_ = failure(NSURLErrorBadServerResponse, "the server answered " + std::to_string(statusOf(task)));
   } else if (const auto file = location.filePath()) {
     outcome_ = CloudCache::keep(*file, original_, cancelled_);
   }
@@ -56,4 +71,4 @@ VideoProbe CloudFetch::failure(std::int64_t code, const std::string& reason) con
   return {.details = std::nullopt, .error = std::move(error)};
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -7,7 +7,7 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/CloudCache.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// Fetches one original into the cache.
 class CloudFetch final : public NSURLSessionDownloadDelegate {
@@ -17,8 +17,8 @@ class CloudFetch final : public NSURLSessionDownloadDelegate {
     std::function<void(VideoProbe outcome)> ended;  ///< The last call, once.
   };
 
-  /// Starts the fetch. The callbacks run on the session's queue. Cancelling is: set `cancelled`, which has to
-  /// live until the end, then cancel the task.
+  /// Starts the fetch. The callbacks run on the session's queue. To cancel it, set `cancelled`, which has to
+  /// outlive the fetch, then cancel the task.
   [[nodiscard]] static std::shared_ptr<NSURLSessionDownloadTask> start(const NSURLSessionMaker& makeSession,
                                                                        CloudOriginal original,
                                                                        const std::atomic<bool>& cancelled,
@@ -39,4 +39,4 @@ class CloudFetch final : public NSURLSessionDownloadDelegate {
   VideoProbe outcome_;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

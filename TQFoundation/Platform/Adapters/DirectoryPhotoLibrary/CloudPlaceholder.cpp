@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/RegularFile.h"
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{8} * 1024;
@@ -55,4 +55,4 @@ CloudPlaceholder readCloudPlaceholder(const std::filesystem::path& file) {
   return {.original = std::move(url), .error = std::nullopt};
 }
 
-}  // namespace tq
+}  // namespace tq::internal

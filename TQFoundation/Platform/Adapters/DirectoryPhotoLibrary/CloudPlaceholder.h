@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Base/NSError.h"
 #include "TQFoundation/Platform/Base/URL.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// What a placeholder file says: where the original is, or why it does not tell.
 struct CloudPlaceholder {
@@ -20,4 +20,4 @@ struct CloudPlaceholder {
 /// Thread-safe.
 [[nodiscard]] CloudPlaceholder readCloudPlaceholder(const std::filesystem::path& file);
 
-}  // namespace tq
+}  // namespace tq::internal

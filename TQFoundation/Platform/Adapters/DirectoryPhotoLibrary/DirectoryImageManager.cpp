@@ -5,12 +5,18 @@
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/RequestTable.h"
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoRequest.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 
 namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
+using internal::CloudCache;
+using internal::RequestTable;
+using internal::VideoFolder;
+using internal::VideoRequest;
+using internal::VideoStores;
 
 constexpr const char* kCacheFolder = "CloudVideos";
 
@@ -71,9 +77,9 @@ std::shared_ptr<DirectoryImageManager> DirectoryImageManager::make(fs::path fold
 }
 
 const std::shared_ptr<PHImageManager>& PHImageManager::defaultManager() {
-  static const auto& manager =
-      *new std::shared_ptr<PHImageManager>(DirectoryImageManager::make(userFolder(UserFolder::videos)));
-  return manager;
+  static const NeverDestroyed<std::shared_ptr<PHImageManager>> manager(
+      DirectoryImageManager::make(userFolder(UserFolder::videos)));
+  return *manager;
 }
 
 }  // namespace tq

@@ -11,7 +11,7 @@
 
 namespace tq {
 
-/// What a directory photo library may be told.
+/// The options of a directory photo library.
 struct DirectoryImageManagerOptions {
   /// Where originals fetched from the cloud are kept. Empty: "CloudVideos" in `userCacheFolder()`.
   std::filesystem::path cacheFolder = {};
@@ -20,10 +20,15 @@ struct DirectoryImageManagerOptions {
   NSURLSessionMaker makeSession = NSURLSession::sessionWithConfiguration;
 };
 
-/// The videos of a folder, or why they cannot be listed: one subfolder that cannot be read is reason enough.
+/// The videos of a folder, or why it cannot be listed.
 struct DirectoryListing {
-  std::vector<std::shared_ptr<const PHAsset>> videos;  ///< Sorted by identifier.
-  std::optional<NSError> error;
+  std::vector<std::shared_ptr<const PHAsset>> videos = {};  ///< Sorted by identifier.
+  std::optional<NSError> error = {};
+
+  /// What is left out, each with its reason and its path under `NSFilePathErrorKey`: subfolders that cannot
+  /// be read, and files named as videos are that cannot be looked at (links that lead nowhere, paths too
+  /// long).
+  std::vector<NSError> skipped = {};
 };
 
 /// A photo library that is a folder: each video file in it, subfolders included, is an asset whose local
@@ -37,15 +42,20 @@ struct DirectoryListing {
 /// of the original. That holds beside a file NAME too, which is then no more than a stand-in. With network
 /// access allowed the original is fetched, with progress, into the library's own cache, where it is found the
 /// next time, without the network too. An original that is not there and may not be fetched gives an absent
-/// asset. Another URL in the placeholder is another original, and one found damaged is fetched anew. Whatever
-/// is told of such a video, its result included, has `isInCloud` set. A local video is handed over where it
-/// lies.
+/// asset. Another URL in the placeholder is another original, and one found damaged is fetched anew. Progress
+/// and results of such a video have `isInCloud` set. A local video is handed over where it lies.
 ///
-/// An asset is handed over only when it is playable: it has a video stream, a decoder for it is there, and a
-/// first packet can be read. Assets are `AVURLAsset`s of a file, with their details. Anything else gives an
-/// absent asset and an error that names the file and the reason, told to the progress handler (when there is
-/// one) before the result, and in the result's info: of `NSCocoaErrorDomain` for what lies in the folder, of
-/// `NSURLErrorDomain` for what the network did. Only a cancel is told in the result alone.
+/// An asset is handed over only if it is playable: the file is as long as its container says, it has a video
+/// stream of a common codec with a decoder here, and a first packet can be read, all within 64 MiB of reading
+/// and 10 s. A file that was cut where neither its server nor its container announced a length passes. Assets
+/// are `AVURLAsset`s of a file, with their details. Anything else gives an absent asset and an error that
+/// names the file and the reason, reported to the progress handler (if there is one) before the result, and
+/// in the result's info: of `NSCocoaErrorDomain` for what lies in the folder, of `NSURLErrorDomain` for what
+/// the network did. Only a cancel is reported in the result alone.
+///
+/// libav has one log callback for the process. The first look into a file sets it to one that drops what
+/// libav logs of such looks, and passes the rest on to libav's default. A host that has a callback of its own
+/// sets it after that; it then receives those lines too.
 ///
 /// Names that begin with a dot are no videos, nor is what only a link to a folder leads to. Nothing in the
 /// folder is ever written.
@@ -57,11 +67,11 @@ class TQ_API DirectoryImageManager : public PHImageManager {
   [[nodiscard]] static std::shared_ptr<DirectoryImageManager> make(std::filesystem::path folder,
                                                                    DirectoryImageManagerOptions options = {});
 
-  /// All videos of the folder as it is now. Reads directories only, no file: that a video is listed does not
-  /// mean that it is playable.
+  /// Returns all videos of the folder as it is now. Reads directories only, no file: a video that is listed
+  /// need not be playable.
   [[nodiscard]] virtual DirectoryListing fetchAssets() const = 0;
 
-  /// Whether `asset` came out of the cloud: its file lies in the library's cache.
+  /// Returns whether `asset` came out of the cloud: its file lies in the library's cache.
   [[nodiscard]] virtual bool isFetched(const AVAsset& asset) const = 0;
 };
 

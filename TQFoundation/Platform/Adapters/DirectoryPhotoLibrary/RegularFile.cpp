@@ -6,13 +6,13 @@
 
 #include <cerrno>
 
-namespace tq {
+namespace tq::internal {
 
 RegularFile::RegularFile(const std::filesystem::path& path)
-    // Not to block: a FIFO would wait for a writer.
+    // O_NONBLOCK: a FIFO would wait for a writer.
     : descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
   struct stat info {};
-  if (descriptor_ < 0 || ::fstat(descriptor_, &info) != 0) {
+  if (!descriptor_.isOpen() || ::fstat(descriptor_.number(), &info) != 0) {
     error_ = fileReadError(errno, path, "cannot read");
   } else if (!S_ISREG(info.st_mode)) {
     error_ = makeError(NSCocoaErrorDomain, NSFileReadCorruptFileError,
@@ -21,16 +21,12 @@ RegularFile::RegularFile(const std::filesystem::path& path)
   size_ = info.st_size;
 }
 
-RegularFile::~RegularFile() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
-
 std::int64_t RegularFile::read(std::int64_t offset, void* bytes, std::size_t count) const {
   for (;;) {
-    const ssize_t got = ::pread(descriptor_, bytes, count, offset);
+    const ssize_t got = ::pread(descriptor_.number(), bytes, count, offset);
     if (got >= 0) return got;
     if (errno != EINTR) return -errno;
   }
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -6,15 +6,16 @@
 #include <system_error>
 #include <utility>
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr std::string_view kPlaceholderEnding = ".cloud";
 constexpr std::size_t kLongestShownName = 200;
+constexpr std::size_t kLongestPath = 4095;  // PATH_MAX of the systems in use, without its zero
 
-// In the order of the alphabet.
+// Sorted, for the binary search.
 constexpr std::array<std::string_view, 36> kVideoExtensions = {
     ".3g2", ".3gp", ".asf", ".avi", ".divx", ".dv",   ".dvr", ".f4v", ".flv",  ".gxf",  ".m2t", ".m2ts",
     ".m2v", ".m4v", ".mj2", ".mkv", ".mod",  ".mov",  ".mp4", ".mpe", ".mpeg", ".mpg",  ".mts", ".mxf",
@@ -27,16 +28,14 @@ class Listing {
   explicit Listing(const fs::path& folder) : folder_(folder) {}
 
   DirectoryListing run() {
-    std::optional<NSError> error = listFolder({});
-    while (!error && !subfolders_.empty()) {
+    if (auto error = listFolder({})) return {.error = std::move(error)};
+    while (!subfolders_.empty()) {
       const fs::path next = std::move(subfolders_.back());
       subfolders_.pop_back();
-      error = listFolder(next);
+      if (auto error = listFolder(next)) listing_.skipped.push_back(std::move(*error));
     }
-    if (error) return {.videos = {}, .error = std::move(error)};
-    DirectoryListing listing;
-    for (const std::string& name : names_) listing.videos.push_back(std::make_shared<const PHAsset>(name));
-    return listing;
+    for (const std::string& name : names_) listing_.videos.push_back(std::make_shared<const PHAsset>(name));
+    return std::move(listing_);
   }
 
  private:
@@ -45,34 +44,44 @@ class Listing {
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
       take(*entry, within);
-    // A subfolder that somebody removes meanwhile holds no videos.
+    // A subfolder that has been removed meanwhile holds no videos.
     const bool removed = error == std::errc::no_such_file_or_directory && !within.empty();
     if (!error || removed) return std::nullopt;
     return fileReadError(error.value(), folder, "cannot list the videos of");
   }
 
+  // Only links, and file systems that do not tell a file's kind with its name, cost a call for each entry.
   void take(const fs::directory_entry& entry, const fs::path& within) {
     const fs::path name = entry.path().filename();
     const std::string& text = name.native();
     if (text.starts_with('.')) return;
+    std::error_code error;
+    const bool isFolder = entry.is_directory(error);
+    const bool isPlaceholder = text.ends_with(kPlaceholderEnding);
+    const bool isVideo = isPlaceholder || hasVideoExtension(name);
+    if (!error && !isFolder && entry.path().native().size() > kLongestPath)
+      error = std::make_error_code(std::errc::filename_too_long);
     std::error_code ignored;
-    if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
-      subfolders_.push_back(within / name);
-    } else if (entry.is_regular_file(ignored)) {
-      if (text.ends_with(kPlaceholderEnding)) {
-        names_.insert((within / text.substr(0, text.size() - kPlaceholderEnding.size())).native());
-      } else if (hasVideoExtension(name)) {
-        names_.insert((within / name).native());
-      }
+    const bool isLink = entry.is_symlink(ignored);
+    if (error) {
+      const bool removed = error == std::errc::no_such_file_or_directory && !isLink;
+      if (isVideo && !removed)
+        listing_.skipped.push_back(fileReadError(error.value(), entry.path(), "cannot read"));
+    } else if (isFolder) {
+      if (!isLink) subfolders_.push_back(within / name);
+    } else if (isVideo && entry.is_regular_file(ignored)) {
+      const std::size_t length = text.size() - (isPlaceholder ? kPlaceholderEnding.size() : 0);
+      names_.insert((within / text.substr(0, length)).native());
     }
   }
 
   const fs::path& folder_;
+  DirectoryListing listing_;
   std::set<std::string> names_;
   std::vector<fs::path> subfolders_;
 };
 
-// Relative, without "." and "..", with no empty or hidden part: whatever `Listing` can come up with.
+// Relative, without "." and "..", with no empty or hidden part: all that `Listing` can come up with.
 bool isWellFormed(std::string_view identifier) {
   if (identifier.find('\0') != std::string_view::npos) return false;
   for (;;) {
@@ -141,4 +150,4 @@ std::string shownName(std::string_view identifier) {
   return identifier.size() > kLongestShownName ? name + "..." : name;
 }
 
-}  // namespace tq
+}  // namespace tq::internal

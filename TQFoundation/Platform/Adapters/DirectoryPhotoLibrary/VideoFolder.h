@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/DirectoryImageManager.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// Where a video of the folder lies.
 struct VideoLocation {
@@ -25,21 +25,21 @@ class VideoFolder {
 
   [[nodiscard]] const std::filesystem::path& path() const { return folder_; }
 
-  /// All videos, or why they cannot be listed.
+  /// Returns all videos, or why the folder cannot be listed.
   [[nodiscard]] DirectoryListing list() const;
 
-  /// The video that `identifier` names. Whatever the text, nothing outside the folder is looked at, and
-  /// nothing answered that `list` would not name or that is a broken one of those.
+  /// Returns the video that `identifier` names. No text leads outside the folder, or to anything that `list`
+  /// would neither name nor skip.
   [[nodiscard]] VideoLocation locate(const std::string& identifier) const;
 
  private:
   std::filesystem::path folder_;
 };
 
-/// Whether the name ends as the names of videos do, in capitals or not.
+/// Returns whether the name ends as the names of videos do, in any case.
 [[nodiscard]] bool hasVideoExtension(const std::filesystem::path& name);
 
-/// `identifier` as it can be shown to people: not too long, without control characters.
+/// Returns `identifier` as it can be shown to people: not too long, without control characters.
 [[nodiscard]] std::string shownName(std::string_view identifier);
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -8,25 +8,27 @@
 #include "TQFoundation/Platform/Base/AVAsset.h"
 #include "TQFoundation/Platform/Base/NSError.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// What a look into a file has shown: the details of a playable video, or why it is none.
 struct VideoProbe {
   std::optional<AVVideoDetails> details;
 
-  /// `NSFileReadCorruptFileError` when it is the file's fault and will not get better.
+  /// `NSFileReadCorruptFileError` if the file itself is at fault.
   std::optional<NSError> error;
 };
 
-/// Looks whether `file` is playable: it has a video stream, a decoder for it is there, and a first packet can
-/// be read. The look ends soon, with any error, once `cancelled` is set. `name` is what the error calls the
-/// file.
+/// Looks whether `file` is playable: it is as long as its container says, has a video stream of a common
+/// codec with a decoder here, and a first packet of it can be read. A look reads no more than 64 MiB, takes
+/// no longer than 10 s, and ends soon, with any error, once `cancelled` is set. `name` is what errors call
+/// the file.
 ///
-/// The file is hostile: only its bytes decide which container it is, only the common containers are read, and
-/// nothing in it can have another file or the network opened.
+/// The file is hostile: only its bytes decide which container it is, only the common containers are read and
+/// decoders opened, and nothing in it can have another file or the network opened.
 ///
-/// Thread-safe.
+/// Thread-safe. The first look sets libav's log callback, which is one for the process, to one that drops
+/// what libav logs of looks and passes the rest on to libav's default.
 [[nodiscard]] VideoProbe probeVideo(const std::filesystem::path& file, std::string_view name,
                                     const std::atomic<bool>& cancelled);
 
-}  // namespace tq
+}  // namespace tq::internal

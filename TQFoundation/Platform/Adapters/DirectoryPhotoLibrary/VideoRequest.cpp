@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/CloudPlaceholder.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 
-namespace tq {
+namespace tq::internal {
 
 VideoRequest::VideoRequest(std::shared_ptr<const VideoStores> stores, std::shared_ptr<const PHAsset> video,
                            PHVideoRequestOptions options, PHImageManager::ResultHandler resultHandler)
@@ -98,4 +98,4 @@ void VideoRequest::deliver(std::shared_ptr<AVAsset> asset, const PHImageInfo& in
   if (resultHandler) resultHandler(std::move(asset), info);
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -12,7 +12,7 @@
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// What the requests of one library share.
 struct VideoStores {
@@ -32,7 +32,7 @@ class VideoRequest : public std::enable_shared_from_this<VideoRequest> {
   /// Starts the request, which keeps itself alive until its end. `ended` is called just before the result.
   void start(std::function<void()> ended);
 
-  /// Has the request end soon.
+  /// Makes the request end soon.
   void cancel();
 
  private:
@@ -61,4 +61,4 @@ class VideoRequest : public std::enable_shared_from_this<VideoRequest> {
   double fraction_ = 0;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

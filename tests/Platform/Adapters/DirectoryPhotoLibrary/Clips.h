@@ -28,15 +28,17 @@ inline std::map<std::string, std::string> allClips() {
   return all;
 }
 
-/// A clip's file, or that of "cover.mp4": sound and a picture, but no video. Made on first use, once per
-/// program and by one call: a start of ffmpeg takes longer than most of the clips.
+/// A clip's file, or one of "cover.mp4" (sound and a picture, but no video), "sound.mp4" and "cinepak.mov"
+/// (no common codec). Made on first use, once per program and by one call: a start of ffmpeg takes longer
+/// than most of the clips.
 inline std::filesystem::path clipFile(const std::string& name) {
   static const TemporaryFolder folder("/tmp");  // not in a TMPDIR that ends with one test
   static const int status = [] {
     std::string command =
         "ffmpeg -nostdin -v error -f lavfi -i testsrc=size=128x96:rate=25 -f lavfi -i sine"
         " -map 0 -map 1 -t 0.2 -c:v mjpeg -frames:v 1 -disposition:v:0 attached_pic -c:a aac " +
-        (folder / "cover.mp4").string();
+        (folder / "cover.mp4").string() + " -map 1 -t 0.2 -c:a aac " + (folder / "sound.mp4").string() +
+        " -map 0 -t 0.2 -c:v cinepak " + (folder / "cinepak.mov").string();
     const std::string each = " -map 0 -t " + std::to_string(kClipDuration) + " -c:v ";
     for (const auto& [clip, encoder] : allClips()) command += each + encoder + " " + (folder / clip).string();
     return std::system(command.c_str());

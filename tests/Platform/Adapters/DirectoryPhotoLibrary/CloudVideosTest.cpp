@@ -3,6 +3,7 @@
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/DirectoryImageManager.h"
 #include "TQFoundationTesting/FakeImageManager.h"
+#include "TQFoundationTesting/FakeURLSession.h"
 #include "tests/Platform/Adapters/DirectoryPhotoLibrary/Clips.h"
 #include "tests/contract/ImageManagerContract.h"
 #include "tests/support/LoopbackServer.h"
@@ -106,6 +107,27 @@ TEST_F(CloudVideos, AreFetchedAnewWhenTheURLIsAnotherOrTheKeptFileIsDamaged) {
   EXPECT_EQ(kept.files(), 2);
 }
 
+// Two libraries with the same cache, and a video of the same name and URL in both.
+TEST_F(CloudVideos, OfTwoLibrariesAreKeptApart) {
+  const TemporaryFolder other;
+  addToCloud("film.mp4", {.body = film_});
+  fs::copy_file(folder / "film.mp4.cloud", other / "film.mp4.cloud");
+  const fs::path first = fetched("film.mp4");
+  manager = DirectoryImageManager::make(other.path(), {.cacheFolder = kept / "cache/videos"});
+  EXPECT_NE(fetched("film.mp4"), first);
+  EXPECT_EQ(server.requests("/film.mp4"), 2);
+}
+
+// A session that says more has come than was to come, and less than nothing: the contract's checks see to it.
+TEST_F(CloudVideos, FractionsStayWithinBoundsWhateverTheSessionSays) {
+  const auto network = FakeNetwork::make();
+  network->add("http://host/film", {.body = film_, .progress = {-5, 100, 5'000}, .expected = 1'000});
+  writeFile(folder / "film.mp4.cloud", "http://host/film");
+  manager = DirectoryImageManager::make(folder.path(),
+                                        {.cacheFolder = kept.path(), .makeSession = network->maker()});
+  fetched("film.mp4");
+}
+
 TEST_F(CloudVideos, AskedForTwiceAtOnceBothCome) {
   addToCloud("film.mp4", {.body = film_, .pause = 1ms, .pauseEvery = 4'000});
   for (int round = 0; round < 10; ++round) {
@@ -124,10 +146,20 @@ TEST_F(CloudVideos, WhatGoesWrongOnTheWayOrMayNotBeFetchedIsToldAndNothingIsKept
       {"page.mp4", {.body = "<html></html>"}, kCorrupt, " is not playable: it is damaged"},
       {"empty.mp4", {.status = 204}, kCorrupt, " is not playable: the file is empty"},
       {"gone.mp4", {.status = 404, .body = film_}, NSURLErrorBadServerResponse, ": the server answered 404"},
+      {"part.mp4", {.status = 206, .body = film_}, NSURLErrorBadServerResponse, ": the server answered 206"},
+      {"away.mp4", {.status = 302, .body = film_}, NSURLErrorBadServerResponse, ": the server answered 302"},
+      {"cut.mp4",
+       {.raw = chunkedReply(film_.substr(0, film_.size() - 1))},
+       kCorrupt,
+       " is not playable: it is shorter"},
       {"short.mp4", {.body = film_, .then = Then::close, .after = film_.size() - 1}, kLost, ""}};
   for (const auto& [name, reply, code, words] : replies) {
     addToCloud(name, reply);
-    VideoRequested(manager, name).expectRefusal(code, name + words);
+    const VideoRequested request(manager, name);
+    request.expectRefusal(code, name + words);
+    if (code == NSURLErrorBadServerResponse) {
+      EXPECT_EQ(request->fractions.back(), 0) << "a refusal's body is no part of the video";
+    }
   }
   for (const auto& [text, words] :
        {std::pair(" \t\r\n" + server.url("/page.mp4"), "first line is empty"),

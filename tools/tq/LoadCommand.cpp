@@ -66,13 +66,15 @@ void showProgress(const TQAVAssetLoader& loader, const LoadScreen& screen, Progr
   const auto count = loader.numberOfVideosToDownload();
   const auto finished = loader.downloadProgress();
   const auto current = std::min(static_cast<std::int64_t>(finished) + 1, count);
-  // The photo library tells nothing of a video that lies here already.
-  progress.show(std::max(screen.fraction(), finished / static_cast<double>(count)),
+  // The photo library reports no progress of a video that lies here already. One that has been fetched may
+  // still prove unplayable: only the end is 100 %.
+  constexpr double kMostUnfinished = 0.99;
+  const double fraction = std::max(screen.fraction(), finished / static_cast<double>(count));
+  progress.show(screen.assets() ? 1 : std::min(fraction, kMostUnfinished),
                 std::to_string(current) + '/' + std::to_string(count) + "  " + videoBeingLoaded(loader));
 }
 
-// Loads the batch to its end, whichever it is; what `screen` has heard says which. Answers the video it was
-// at.
+// Loads the batch to its end; `screen` has received which. Returns the video it was at.
 std::string runLoader(std::shared_ptr<TQAVAssetLoader> loader, const LoadScreen& screen,
                       const Interrupts& interrupts) {
   Progress progress("loaded");
@@ -87,6 +89,13 @@ std::string runLoader(std::shared_ptr<TQAVAssetLoader> loader, const LoadScreen&
   loader = nullptr;
   runMainQueueUntilReleased(underWay);
   return last;
+}
+
+void saySkipped(const std::vector<NSError>& skipped) {
+  constexpr std::size_t kMostLines = 10;
+  for (std::size_t i = 0; i < std::min(skipped.size(), kMostLines); ++i)
+    say("skipped: " + skipped[i].localizedDescription());
+  if (skipped.size() > kMostLines) say("skipped: " + std::to_string(skipped.size() - kMostLines) + " more");
 }
 
 std::vector<LoadedVideo> loadedVideos(const Videos& batch, const TQLoadedAssets& assets,
@@ -107,6 +116,7 @@ int load(const LoadRequest& request, const Interrupts& interrupts) {
   const auto photos = DirectoryImageManager::make(request.folder, {.cacheFolder = request.cache});
   const auto listing = photos->fetchAssets();
   if (listing.error) return fail(sentence(*listing.error, request.folder.string()));
+  saySkipped(listing.skipped);
   Videos batch;
   if (const auto unknown = chooseVideos(listing.videos, request.identifiers, batch))
     return fail("there is no video \"" + *unknown + "\" in " + request.folder.string());

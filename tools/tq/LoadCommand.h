@@ -17,8 +17,8 @@ struct LoadRequest {
   bool json = false;
 };
 
-/// Loads the batch, showing how far it is, prints a row for each of its elements, and answers what the
-/// program ends with. When this returns nothing of the load is under way any more.
+/// Loads the batch with a progress line, prints a row for each of its elements, and returns the program's
+/// exit status. Nothing of the load is under way when this returns.
 [[nodiscard]] int load(const LoadRequest& request, const Interrupts& interrupts);
 
 }  // namespace tq::tool

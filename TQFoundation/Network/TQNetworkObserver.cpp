@@ -1,28 +1,24 @@
 #include "TQFoundation/Network/TQNetworkObserver.h"
 
-#include <mutex>
 #include <utility>
 #include <vector>
+
+#include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 
 namespace tq {
 namespace {
 
-// An observer and its handlers hold each other for ever: this is where the process holds them, too.
+// An observer and its handlers own each other for ever; the process owns them too, so that leak checkers see
+// that this is meant.
 void keepForEver(std::shared_ptr<TQNetworkObserver> observer) {
-  static auto& mutex = *new std::mutex;
-  static auto& observers = *new std::vector<std::shared_ptr<TQNetworkObserver>>;
-  const std::scoped_lock lock(mutex);
-  observers.push_back(std::move(observer));
+  static NeverDestroyed<Mutex> mutex;
+  static NeverDestroyed<std::vector<std::shared_ptr<TQNetworkObserver>>> observers;
+  const MutexLock lock(*mutex);
+  observers->push_back(std::move(observer));
 }
 
 }  // namespace
-
-std::shared_ptr<TQNetworkObserver> TQNetworkObserver::initWithDelegate(
-    std::weak_ptr<TQNetworkObserverDelegate> delegate, const TQReachabilityPorts& ports) {
-  std::shared_ptr<TQNetworkObserver> observer(new TQNetworkObserver(std::move(delegate), ports));
-  observer->startObserving();
-  return observer;
-}
 
 TQNetworkObserver::TQNetworkObserver(std::weak_ptr<TQNetworkObserverDelegate> delegate,
                                      const TQReachabilityPorts& ports)
@@ -44,13 +40,13 @@ void TQNetworkObserver::startObserving() {
   if (!reachability_) return;
   keepForEver(shared_from_this());
   reachability_->setWhenReachable([self = shared_from_this()](TQReachability& reachability) {
-    if (reachability.connection() != TQReachability::Connection::none) self->tell(true);
+    if (reachability.connection() != TQReachability::Connection::none) self->report(true);
   });
-  reachability_->setWhenUnreachable([self = shared_from_this()](TQReachability&) { self->tell(false); });
+  reachability_->setWhenUnreachable([self = shared_from_this()](TQReachability&) { self->report(false); });
   static_cast<void>(reachability_->startNotifier());
 }
 
-void TQNetworkObserver::tell(bool status) const {
+void TQNetworkObserver::report(bool status) const {
   if (const auto delegate = delegate_.get()) delegate->networkStatusUpdatedWithStatus(status);
 }
 

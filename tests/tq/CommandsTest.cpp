@@ -87,6 +87,7 @@ lines 6; kill -INT $tq
 wait $tq
 "$2" net --once 127.0.0.1 >>"$out"
 "$2" net --once no-such-host.invalid >>"$out"
+"$2" net --once "" >>"$out" 2>/dev/null || echo "status $?" >>"$out"
 )sh";
 
 TEST(TqNet, ShowsTheNetworkAndEachChangeUntilCtrlC) {
@@ -106,7 +107,8 @@ TEST(TqNet, ShowsTheNetworkAndEachChangeUntilCtrlC) {
             "WiFi           -R ------d\n"
             "No Connection  -- -------\n"
             "WiFi           -R -----ld\n"
-            "No Connection  -- -------\n");
+            "No Connection  -- -------\n"
+            "status 2\n");
 }
 
 class TqFolders : public testing::Test {

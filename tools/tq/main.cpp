@@ -99,6 +99,7 @@ void addNet(CLI::App& app, Commands& commands) {
       ->add_option("HOST", request->host,
                    "A host name or an address. Without: the network as a whole,\n"
                    "reachable when there is a default route")
+      ->check([](const std::string& host) { return host.empty() ? "it is empty" : std::string(); })
       ->type_name("");
   command->add_flag("--once", request->once, "End after the first line");
   command->footer(

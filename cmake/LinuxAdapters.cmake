@@ -19,6 +19,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Adapters/Linux/NetlinkRoutes.cpp
   Platform/Adapters/Linux/NetlinkSocket.cpp
   Platform/Adapters/Linux/NetlinkView.cpp
+  Platform/Adapters/Linux/ResolverFiles.cpp
   Platform/Adapters/Posix/EnvironmentSettings.cpp
   Platform/Adapters/Posix/StatvfsVolumeInfo.cpp
   Platform/Adapters/Posix/SystemClock.cpp)

@@ -1,6 +1,5 @@
 #include "TQFoundation/Network/TQReachability.h"
 
-#include <unordered_map>
 #include <utility>
 
 #include "TQFoundation/Extensions/TQNotificationNames.h"
@@ -8,36 +7,6 @@
 
 namespace tq {
 namespace {
-
-// The objects that the platform may call back, by the address it knows them by. A callback that has begun
-// when the last owner lets go finds nothing here, or holds the object for as long as it runs.
-class CalledBack {
- public:
-  static CalledBack& shared() {
-    static auto* const objects = new CalledBack;
-    return *objects;
-  }
-
-  void add(const void* info, std::weak_ptr<TQReachability> object) {
-    const std::scoped_lock lock(mutex_);
-    objects_.insert_or_assign(info, std::move(object));
-  }
-
-  void remove(const void* info) {
-    const std::scoped_lock lock(mutex_);
-    objects_.erase(info);
-  }
-
-  std::shared_ptr<TQReachability> find(const void* info) {
-    const std::scoped_lock lock(mutex_);
-    const auto found = objects_.find(info);
-    return found == objects_.end() ? nullptr : found->second.lock();
-  }
-
- private:
-  std::mutex mutex_;
-  std::unordered_map<const void*, std::weak_ptr<TQReachability>> objects_;
-};
 
 TQReachability::Handler copied(const Guarded<std::shared_ptr<const TQReachability::Handler>>& guarded) {
   const auto handler = guarded.get();
@@ -87,7 +56,6 @@ TQReachability::TQReachability(SCNetworkReachabilityRef reachabilityRef, bool us
 
 TQReachability::~TQReachability() {
   unregister();
-  CalledBack::shared().remove(this);
 }
 
 TQReachability::Handler TQReachability::whenReachable() const {
@@ -161,11 +129,21 @@ std::string TQReachability::description() const {
           shown(kSCNetworkReachabilityFlagsIsDirect, 'd')};
 }
 
+// Both run on the serial queue: one at a time without a lock under which the port would be called, and never
+// in the middle of `reachabilityChanged`.
 std::optional<ReachabilityError> TQReachability::startNotifier() {
-  const std::scoped_lock lock(registration_);
+  std::optional<ReachabilityError> error;
+  reachabilitySerialQueue_->sync([&] { error = registerCallback(); });
+  return error;
+}
+
+void TQReachability::stopNotifier() {
+  reachabilitySerialQueue_->sync([this] { unregister(); });
+}
+
+std::optional<ReachabilityError> TQReachability::registerCallback() {
   if (notifierRunning_) return std::nullopt;
-  CalledBack::shared().add(this, weak_from_this());
-  const SCNetworkReachabilityContext context{.info = this};
+  const SCNetworkReachabilityContext context{.info = weak_from_this()};
   if (!reachabilityRef_->setCallback(&TQReachability::callback, &context)) {
     unregister();
     return ReachabilityError{ReachabilityError::UnableToSetCallback{}};
@@ -179,11 +157,6 @@ std::optional<ReachabilityError> TQReachability::startNotifier() {
   return std::nullopt;
 }
 
-void TQReachability::stopNotifier() {
-  const std::scoped_lock lock(registration_);
-  unregister();
-}
-
 void TQReachability::unregister() {
   static_cast<void>(reachabilityRef_->setCallback(nullptr, nullptr));
   static_cast<void>(reachabilityRef_->setDispatchQueue(nullptr));
@@ -191,12 +164,10 @@ void TQReachability::unregister() {
 }
 
 void TQReachability::callback(const SCNetworkReachabilityRef&, Flags, void* info) {
-  if (info == nullptr) return;
-  const auto object = CalledBack::shared().find(info);
-  // On another queue than its own the call was meant for an object that is gone, whose address this one has.
-  if (object && object->reachabilitySerialQueue_->isCurrent()) object->reachabilityChanged();
+  if (info != nullptr) static_cast<TQReachability*>(info)->reachabilityChanged();
 }
 
+// The reads agree: on this queue the flags change only between the port's calls, and each change has one.
 void TQReachability::reachabilityChanged() {
   if (previousFlags_ == flags()) return;
   Handler chosen = connection() == Connection::none ? whenUnreachable() : whenReachable();

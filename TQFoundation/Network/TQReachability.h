@@ -3,7 +3,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,7 +21,7 @@ namespace tq {
 /// Published for callers; the library posts `NotificationName::reachabilityChanged` instead.
 inline constexpr NSNotification::Name ReachabilityChangedNotification{"ReachabilityChangedNotification"};
 
-/// Why a reachability cannot be watched.
+/// Why a target cannot be watched.
 ///
 ///     if (const auto error = reachability->startNotifier()) say(error->localizedDescription());
 struct TQ_API ReachabilityError {
@@ -41,7 +40,7 @@ struct TQ_API ReachabilityError {
     friend bool operator==(const UnableToSetDispatchQueue&, const UnableToSetDispatchQueue&) = default;
   };
 
-  /// The library itself makes the last two only: where a target cannot be made there is no object.
+  /// The library itself creates only the last two: where a target cannot be created there is no object.
   std::variant<FailedToCreateWithAddress, FailedToCreateWithHostname, UnableToSetCallback,
                UnableToSetDispatchQueue>
       reason;
@@ -52,7 +51,7 @@ struct TQ_API ReachabilityError {
   friend bool operator==(const ReachabilityError&, const ReachabilityError&) = default;
 };
 
-/// What a reachability asks of the world.
+/// The ports of a `TQReachability`.
 struct TQReachabilityPorts {
   std::shared_ptr<SCNetworkReachabilityProvider> network = SCNetworkReachabilityProvider::shared();
   std::shared_ptr<DispatchQueue> mainQueue = DispatchQueue::main();
@@ -62,7 +61,7 @@ struct TQReachabilityPorts {
 /// Over which kind of link the network, or one host, can be reached, and when that changes.
 ///
 ///     auto reachability = TQReachability::make("media.example.com");
-///     if (!reachability) return;                                     // the system refuses to tell
+///     if (!reachability) return;                                     // the system refuses to watch it
 ///     reachability->setWhenReachable([](TQReachability& now) { show(now.connection()); });
 ///     reachability->setWhenUnreachable([](TQReachability&) { showOffline(); });
 ///     if (const auto error = reachability->startNotifier()) say(error->localizedDescription());
@@ -72,11 +71,11 @@ struct TQReachabilityPorts {
 /// handler that fitted when the change was seen, then the notification `reachabilityChanged` with this
 /// object.
 ///
-/// Reachable means that packets would leave, not that a server answers.
+/// Reachable means that packets would leave, not that a server responds.
 ///
-/// Thread-safe. Questions read the system's flags anew each time, once for each condition, and
-/// keep nothing. No lock is held while a handler runs; it may call back in, and may release this object. The
-/// last owner may let go on any thread; reports that are already on their way keep the object until they have
+/// Thread-safe. The queries read the system's flags anew each time, once for each condition, and keep
+/// nothing. No lock is held while a handler runs; it may call back in, and may release this object. The last
+/// owner may release it on any thread; reports that are already on their way keep the object until they have
 /// run. A handler that holds the object keeps it alive: take it from the argument instead.
 class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability> {
  public:
@@ -102,8 +101,9 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
   TQReachability(const TQReachability&) = delete;
   TQReachability& operator=(const TQReachability&) = delete;
 
-  /// What reports call: the first after a change that leaves a connection, the second after one that leaves
-  /// none. An empty one is absent. May be set while the notifier runs: each report uses an old or a new one.
+  /// Called by reports: the first after a change that leaves a connection, the second after one that leaves
+  /// none. An empty one is not called. May be set while the notifier runs: each report uses an old or a new
+  /// one.
   [[nodiscard]] virtual Handler whenReachable() const;
   virtual void setWhenReachable(Handler handler);
   [[nodiscard]] virtual Handler whenUnreachable() const;
@@ -138,11 +138,11 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
   /// demand, l local address, d direct; "-" for each that is not set.
   [[nodiscard]] std::string description() const;
 
-  /// Begins to report; does nothing when it has begun already. Absent on success.
+  /// Begins to report; does nothing when it has begun already. Returns nullopt on success.
   [[nodiscard]] std::optional<ReachabilityError> startNotifier();
 
-  /// Ends reporting. What is already on its way to the main queue still arrives. The next start reports only
-  /// if the flags differ from those reported last.
+  /// Ends reporting. Reports that are already queued on the main queue still arrive. The next start reports
+  /// only if the flags differ from those reported last.
   void stopNotifier();
 
  protected:
@@ -154,6 +154,7 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
   static void callback(const SCNetworkReachabilityRef& reachability, Flags flags, void* info);
   [[nodiscard]] Flags flags() const { return reachabilityRef_->getFlags().value_or(0); }
   [[nodiscard]] bool has(Flags flag) const { return (flags() & flag) != 0; }
+  [[nodiscard]] std::optional<ReachabilityError> registerCallback();
   void unregister();
   void reachabilityChanged();
   void report(const Handler& chosen);
@@ -169,10 +170,8 @@ class TQ_API TQReachability : public std::enable_shared_from_this<TQReachability
   Guarded<std::shared_ptr<NSNotificationCenter>> notificationCenter_;
   std::atomic<bool> allowsCellularConnection_ = true;
 
-  std::mutex registration_;
+  // Used on the serial queue only, and by the destructor.
   bool notifierRunning_ = false;
-
-  // The serial queue only.
   std::optional<Flags> previousFlags_;
 };
 

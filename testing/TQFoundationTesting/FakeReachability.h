@@ -1,12 +1,12 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
 namespace tq {
@@ -34,7 +34,7 @@ class TQ_API FakeReachability final : public SCNetworkReachabilityProvider {
   explicit FakeReachability(std::optional<Flags> flags = 0);
   ~FakeReachability() override;
 
-  /// Changes the flags, absent for "cannot tell", and has the callbacks called where that makes a difference.
+  /// Changes the flags, nullopt for "cannot tell", and has the callbacks called where they differ.
   void set(std::optional<Flags> flags);
 
   /// Has every callback called although nothing has changed, as a system may.
@@ -42,13 +42,13 @@ class TQ_API FakeReachability final : public SCNetworkReachabilityProvider {
 
   void refuse(Refusals refusals);
 
-  /// Waits until the queues of all targets have run what they have been given so far.
+  /// Waits until the queues of all targets have run the tasks queued so far.
   void waitForCallbacks();
 
-  /// How many targets have a callback or a queue set.
+  /// Returns how many targets have a callback or a queue set.
   [[nodiscard]] int registrations() const;
 
-  /// How often flags have been read.
+  /// Returns how often flags have been read, other than on a target's queue.
   [[nodiscard]] int reads() const;
 
   [[nodiscard]] SCNetworkReachabilityRef createWithAddress(const NetworkAddress& address) override;
@@ -62,8 +62,8 @@ class TQ_API FakeReachability final : public SCNetworkReachabilityProvider {
   [[nodiscard]] SCNetworkReachabilityRef create();
 
   const std::shared_ptr<State> state_;
-  mutable std::mutex mutex_;
-  std::vector<std::weak_ptr<Target>> targets_;
+  mutable Mutex mutex_;
+  std::vector<std::weak_ptr<Target>> targets_ TQ_GUARDED_BY(mutex_);
 };
 
 }  // namespace tq

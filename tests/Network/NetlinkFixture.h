@@ -42,7 +42,8 @@ struct Cable {
   Cable() {
     shell(
         "ip link add v0 type veth peer name v1 && echo 0 > /proc/sys/net/ipv6/conf/v0/accept_dad && "
-        "ip link set v1 up && ip link set v0 up && ip addr add 10.9.0.1/24 dev v0 && "
+        "echo 1 > /proc/sys/net/ipv6/conf/v1/disable_ipv6 && ip link set v1 up && ip link set v0 up && ip "
+        "addr add 10.9.0.1/24 dev v0 && "
         "ip addr add fd00::1/64 dev v0 nodad");
     const auto there =
         SCNetworkReachabilityProvider::shared()->createWithAddress({Family::ipv4, {10, 9, 0, 2}});
@@ -62,7 +63,7 @@ class ReachabilityNamespace : public testing::Test {
     if (!networkRefusal.empty()) GTEST_SKIP() << networkRefusal;
     cable_.emplace();
   }
-  void TearDown() override { shell("umount /sys/class/net /etc/hosts /etc/resolv.conf"); }
+  void TearDown() override { shell("umount /sys/class/net"); }
 
   KernelRoutes routes_;
   std::shared_ptr<DispatchQueue> queue_ = DispatchQueue::serial();

@@ -110,6 +110,38 @@ TEST_F(ReachabilityNotifier, AStopKeepsWhatIsOnItsWayAndAStartReportsOnlyADiffer
   EXPECT_EQ(arrived(), (Reports{"unreachable", "posted"}));
 }
 
+// A main queue whose next task is handed over only after the network has changed once more.
+struct ChangingQueue final : DispatchQueue {
+  void async(Task task) override {
+    if (const auto change = std::exchange(next, nullptr)) change();
+    inner->async(std::move(task));
+  }
+  [[nodiscard]] bool isCurrent() const override { return inner->isCurrent(); }
+
+  const std::shared_ptr<ManualQueue> inner = std::make_shared<ManualQueue>();
+  std::function<void()> next;
+};
+
+TEST_F(ReachabilityNotifier, AChangeInTheMiddleOfAReportIsReportedNext) {
+  const auto queue = std::make_shared<ChangingQueue>();
+  watch(TQReachability::make({.network = network, .mainQueue = queue}));
+  const auto reported = [&] {
+    network->waitForCallbacks();
+    network->waitForCallbacks();
+    queue->inner->run();
+    return std::exchange(reports, {});
+  };
+  queue->next = [&] { network->set(0); };
+  EXPECT_FALSE(reachability->startNotifier());
+  EXPECT_EQ(reported(), (Reports{"reachable --", "posted", "unreachable", "posted"}));
+  queue->next = [&] { network->set(0); };
+  network->set(kWiFi);
+  EXPECT_EQ(reported(), (Reports{"reachable --", "posted", "unreachable", "posted"}));
+  queue->next = [&] { network->set(kWiFi); };
+  network->set(kCellular);
+  EXPECT_EQ(reported(), (Reports{"reachable -R", "posted", "reachable -R", "posted"}));
+}
+
 TEST_F(ReachabilityNotifier, ARefusalLeavesNothingBehindAndCanBeTriedAgain) {
   network->refuse({.callbacks = true});
   EXPECT_EQ(reachability->startNotifier(), ReachabilityError{ReachabilityError::UnableToSetCallback{}});
@@ -190,6 +222,18 @@ TEST_F(ReachabilityNotifier, AnObserverTellsItsDelegateAsLongAsThatExists) {
   EXPECT_TRUE(gone.expired());
   network->set(0);
   static_cast<void>(arrived());
+}
+
+TEST_F(ReachabilityNotifier, AnObserverOfASubclassIsStarted) {
+  struct CautiousObserver final : TQNetworkObserver {
+    using TQNetworkObserver::TQNetworkObserver;
+    [[nodiscard]] bool isReachable() const override { return false; }
+  };
+  const auto screen = std::make_shared<Screen>();
+  const auto observer = TQNetworkObserver::initWithDelegate<CautiousObserver>(screen, ports());
+  static_cast<void>(arrived());
+  EXPECT_EQ(screen->heard, std::vector<bool>{true});
+  EXPECT_FALSE(observer->isNetworkReachable());
 }
 
 TEST_F(ReachabilityNotifier, AnObserverWithoutAReferenceAnswersNoAndStaysSilent) {

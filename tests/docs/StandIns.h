@@ -62,6 +62,11 @@ struct Videos : TQAVAssetLoader::Videos {
 struct Request {
   void cancel();
 };
+struct Radio {
+  SCNetworkReachabilityFlags flags() const;
+  void onChange(std::function<void()> call);
+};
+extern std::shared_ptr<Radio> radio;
 struct HostLoop {
   void watchReadable(int descriptor, const std::function<void()>& readable);
   void postToUiThread(const std::function<void()>& task);

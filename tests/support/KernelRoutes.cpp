@@ -23,14 +23,16 @@ bool write(const char* path, const std::string& text) {
 
 }  // namespace
 
-// Mounts are its own as well, so that a test can put a made-up /sys/class/net where the library looks.
+// Mounts are its own as well, so that a test can put a made-up /sys/class/net where the library looks, and
+// write the files of the resolver.
 std::string enterOwnNetwork() {
   if (::unshare(CLONE_NEWNET | CLONE_NEWNS) != 0) {
     const std::string user = std::to_string(::getuid());
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0) return reason("unshare");
     if (!write("/proc/self/uid_map", "0 " + user + " 1\n")) return reason("uid_map");
   }
-  if (!shell("mount --make-rprivate / && ip link set lo up"))
+  if (!shell("mount --make-rprivate / && ip link set lo up && for file in hosts resolv.conf; do "
+             "own=$(mktemp) && mount --bind $own /etc/$file && rm $own || exit; done"))
     return "no network of its own: no ip, or no right";
   return {};
 }

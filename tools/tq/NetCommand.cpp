@@ -49,10 +49,10 @@ class Lines {
 int net(const NetRequest& request, const Interrupts& interrupts) {
   const auto watched = target(request);
   if (!watched) {
-    return fail(request.host.empty() ? std::string("the system does not tell of its network")
+    return fail(request.host.empty() ? std::string("the system refuses to watch its network")
                                      : "cannot watch the way to \"" + request.host + '"');
   }
-  Log::setSink([](const LogLine&) {});  // the lines are for those who look into the library
+  Log::setSink([](const LogLine&) {});  // the library's debug lines are not this command's output
   Lines lines(watched);
   const auto reachability = TQReachability::make(watched, !request.host.empty());
   const auto show = [&lines](const TQReachability& now) { lines.show(now); };

@@ -36,21 +36,17 @@ inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsIsWWAN = 
 
 class SCNetworkReachability;
 
-/// A watched target, shared by whoever holds it; null is "no reference".
+/// A watched target; null is "no reference".
 using SCNetworkReachabilityRef = std::shared_ptr<SCNetworkReachability>;
 
-/// Hears that the flags of `target` have become `flags`; `info` is the context's.
+/// Called when the flags of `target` have become `flags`; `info` is the context's, or null once that is gone.
 using SCNetworkReachabilityCallBack = void (*)(const SCNetworkReachabilityRef& target,
                                                SCNetworkReachabilityFlags flags, void* info);
 
-/// What goes with a callback. A target keeps a copy; it calls `retain` before the first call can come and
-/// `release` after the last, where they are there, and otherwise owns nothing that `info` points to.
+/// What goes with a callback. A target keeps a copy. It does not own `info`, but holds it for the length of a
+/// call, so that a call which has begun when the last owner lets go ends first.
 struct SCNetworkReachabilityContext {
-  std::int64_t version = 0;
-  void* info = nullptr;
-  const void* (*retain)(const void* info) = nullptr;
-  void (*release)(const void* info) = nullptr;
-  const char* (*copyDescription)(const void* info) = nullptr;
+  std::weak_ptr<void> info{};
 };
 
 /// An internet address. The default is the all-zero IPv4 address.
@@ -73,11 +69,10 @@ struct NetworkAddress {
 ///       if (flags & kSCNetworkReachabilityFlagsReachable) ...
 ///     }
 ///
-/// "Reachable" says that the system knows a way on which a packet would leave; it does not say that anybody
-/// answers.
+/// "Reachable" says that the system knows a way on which a packet would leave; it does not say that a server
+/// responds. Adapters derive from `ReachabilityTarget`, which does all but reading the flags.
 ///
-/// Thread-safe. No lock is held while a callback runs; it may call back in, and may let go of
-/// the target.
+/// Thread-safe. No lock is held while a callback runs; it may call back in, and may release the target.
 class TQ_API SCNetworkReachability {
  public:
   SCNetworkReachability() = default;
@@ -85,17 +80,22 @@ class TQ_API SCNetworkReachability {
   SCNetworkReachability& operator=(const SCNetworkReachability&) = delete;
   virtual ~SCNetworkReachability() = default;
 
-  /// The flags as they are now, or absent when the system cannot tell them, as for a name that is still being
-  /// resolved. Never waits for the network.
+  /// Returns the flags as they are now, or nullopt when the system cannot tell them, as for a name that is
+  /// still being resolved. Never waits for the network.
+  ///
+  /// On the queue of `setDispatchQueue` it returns the flags that the callback has been called with last, at
+  /// first those of `setDispatchQueue` itself: whatever a task on the queue reads agrees, and each later
+  /// change comes with a later call.
   [[nodiscard]] virtual std::optional<SCNetworkReachabilityFlags> getFlags() = 0;
 
-  /// Sets what is called when the flags change, with a copy of `*context`; null and null take it away. False
-  /// when the system refuses. A call that has begun goes to its end, also after the callback was taken away.
+  /// Sets what is called when the flags change, with a copy of `*context`; null and null remove it. Returns
+  /// false when the system refuses. A call that has begun goes to its end, also when the callback is removed.
   [[nodiscard]] virtual bool setCallback(SCNetworkReachabilityCallBack callback,
                                          const SCNetworkReachabilityContext* context) = 0;
 
-  /// Begins to call the callback on `queue`, a serial one, at each change of the flags from now on; null ends
-  /// it. False when the system refuses. The callback never runs inside this call.
+  /// Begins to call the callback on `queue`, a serial one, when the flags change from now on; null ends it.
+  /// Changes that find the queue busy may be reported as one, by the last of them. Returns false when the
+  /// system refuses. The callback never runs inside this call.
   [[nodiscard]] virtual bool setDispatchQueue(std::shared_ptr<DispatchQueue> queue) = 0;
 };
 
@@ -111,10 +111,11 @@ class TQ_API SCNetworkReachabilityProvider {
   [[nodiscard]] virtual SCNetworkReachabilityRef createWithAddress(const NetworkAddress& address) = 0;
 
   /// Whether `name`, in UTF-8, can be resolved, and the way to what it resolves to. Names are resolved in the
-  /// background, and again when the network changes. Null when `name` cannot be one or the system refuses.
+  /// background, again when the network changes, and for as long as they cannot be resolved. Null when `name`
+  /// cannot be one or the system refuses.
   [[nodiscard]] virtual SCNetworkReachabilityRef createWithName(std::string_view name) = 0;
 
-  /// The machine's own network. Made on first use, never destroyed.
+  /// The machine's own network. Created on first use, never destroyed.
   [[nodiscard]] static const std::shared_ptr<SCNetworkReachabilityProvider>& shared();
 };
 

@@ -2,6 +2,8 @@
 
 #include <netdb.h>
 #include <netinet/in.h>
+#include <resolv.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unicode/uidna.h>
 
@@ -9,15 +11,25 @@
 #include <array>
 #include <chrono>
 #include <cstring>
-#include <memory>
+#include <fstream>
+#include <sstream>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-namespace tq {
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+
+namespace tq::internal {
 namespace {
 
-constexpr std::size_t kMostThreads = 8;
+constexpr const char* kHostsFile = "/etc/hosts";
+constexpr std::size_t kMostAsking = 32;
+constexpr std::size_t kMostThreads = kMostAsking + 1;
+
+// What one silent server may cost: two attempts of two seconds. Names are asked for again anyway.
+constexpr int kMostSecondsPerAttempt = 2;
+constexpr int kMostAttempts = 2;
+
 constexpr std::chrono::seconds kIdleLife{2};
 constexpr std::size_t kMostAddresses = 64;
 constexpr std::size_t kLongestName = 254;  // with the dot at its end (RFC 1035)
@@ -55,13 +67,34 @@ int lookUp(const std::string& name, int flags, NetworkAddresses& addresses) {
   return 0;
 }
 
-ResolvedName resolved(const std::string& name) {
-  ResolvedName result;
-  const int error = lookUp(name, 0, result.addresses);
-  // A name that somebody has pointed there leads nowhere, and not to the network as a whole.
-  std::erase_if(result.addresses, [](const NetworkAddress& address) { return address.isAllZero(); });
-  result.mayComeLater = error == EAI_AGAIN || error == EAI_MEMORY || error == EAI_SYSTEM;
-  return result;
+// The first word of a line is the address, the others are names. Nullopt when the name is not in the file. A
+// name that the file points to the all-zero address leads nowhere, and not to the network as a whole.
+std::optional<NetworkAddresses> addressesInHostsFile(const std::string& name) {
+  std::optional<NetworkAddresses> addresses;
+  std::ifstream file(kHostsFile);
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line.substr(0, line.find('#')));
+    std::string address, word;
+    for (words >> address; words >> word;) {
+      if (::strcasecmp(word.c_str(), name.c_str()) != 0) continue;
+      if (!addresses) addresses.emplace();
+      const auto parsed = addressOfNumericName(address);
+      if (parsed && !parsed->isAllZero() && addresses->size() < kMostAddresses) addresses->push_back(*parsed);
+    }
+  }
+  return addresses;
+}
+
+// The state of the C library's resolver is the thread's own: read anew, so that it follows the system's
+// settings, and then bounded.
+NetworkAddresses addressesByServers(const std::string& name) {
+  static_cast<void>(::res_init());
+  _res.retrans = std::min(_res.retrans, kMostSecondsPerAttempt);
+  _res.retry = std::min(_res.retry, kMostAttempts);
+  NetworkAddresses addresses;
+  static_cast<void>(lookUp(name, 0, addresses));
+  std::erase_if(addresses, [](const NetworkAddress& address) { return address.isAllZero(); });
+  return addresses;
 }
 
 }  // namespace
@@ -92,43 +125,80 @@ std::optional<std::string> hostNameOf(std::string_view name) {
 }
 
 NameResolver& NameResolver::shared() {
-  static auto* const resolver = new NameResolver;
+  static NeverDestroyed<NameResolver> resolver;
   return *resolver;
 }
 
-void NameResolver::resolve(std::string name, Handler handler) {
+void NameResolver::resolve(std::string name, std::weak_ptr<const void> owner, Handler handler) {
   {
-    const std::scoped_lock lock(mutex_);
-    waiting_.push_back({std::move(name), std::move(handler)});
-    if (waiting_.size() <= idle_ || threads_ == kMostThreads) return added_.notify_one();
+    const MutexLock lock(mutex_);
+    unread_.push_back({std::move(name), std::move(owner), std::move(handler)});
+    if (unread_.size() <= idle_ || threads_ == kMostThreads) return added_.notifyOne();
     ++threads_;
   }
   try {
     std::thread([this] { work(); }).detach();
   } catch (const std::system_error&) {
     // The name waits for a thread there is, or for the next one that can be started.
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     --threads_;
   }
 }
 
 void NameResolver::work() {
-  while (const auto question = next()) question->handler(resolved(question->name));
-}
-
-// Absent when this thread has waited its idle life for nothing and is no longer counted.
-std::optional<NameResolver::Question> NameResolver::next() {
-  std::unique_lock lock(mutex_);
-  ++idle_;
-  const bool found = added_.wait_for(lock, kIdleLife, [this] { return !waiting_.empty(); });
-  --idle_;
-  if (!found) {
-    --threads_;
-    return std::nullopt;
+  while (auto request = next()) {
+    if (!request->isNotInHostsFile) {
+      if (auto addresses = addressesInHostsFile(request->name)) {
+        request->handler(std::move(*addresses));
+        continue;
+      }
+      if (!mayAskServers(*request)) continue;
+    }
+    request->handler(addressesByServers(request->name));
+    endAsking();
   }
-  Question question = std::move(waiting_.front());
-  waiting_.pop_front();
-  return question;
 }
 
-}  // namespace tq
+// Returns false when enough threads ask already, so that the request waits, or nobody waits for its result.
+bool NameResolver::mayAskServers(Request& request) {
+  if (request.owner.expired()) return false;
+  request.isNotInHostsFile = true;
+  const MutexLock lock(mutex_);
+  if (asking_ == kMostAsking) {
+    unasked_.push_back(std::move(request));
+    return false;
+  }
+  ++asking_;
+  return true;
+}
+
+void NameResolver::endAsking() {
+  const MutexLock lock(mutex_);
+  --asking_;
+}
+
+// Nullopt when this thread has waited its idle life for nothing and is no longer counted.
+std::optional<NameResolver::Request> NameResolver::next() {
+  const auto end = std::chrono::steady_clock::now() + kIdleLife;
+  const MutexLock lock(mutex_);
+  auto request = take();
+  ++idle_;
+  for (bool inTime = true; !request && inTime; request = take()) inTime = added_.waitUntil(mutex_, end);
+  --idle_;
+  if (!request) --threads_;
+  return request;
+}
+
+std::optional<NameResolver::Request> NameResolver::take() {
+  while (!unread_.empty() || (!unasked_.empty() && asking_ < kMostAsking)) {
+    Requests& requests = unread_.empty() ? unasked_ : unread_;
+    Request request = std::move(requests.front());
+    requests.pop_front();
+    if (request.owner.expired()) continue;
+    if (request.isNotInHostsFile) ++asking_;
+    return request;
+  }
+  return std::nullopt;
+}
+
+}  // namespace tq::internal

@@ -11,23 +11,23 @@
 #include <cstring>
 #include <string_view>
 
-namespace tq {
+#include "TQFoundation/Platform/Base/FileDescriptor.h"
+
+namespace tq::internal {
 namespace {
 
-// linux/if_arp.h has this one too, but not beside the C library's header of the interfaces.
-constexpr unsigned short kLinkTypeRawIP = 519;
 constexpr std::size_t kMostDevices = 64;
 
-// The start of the file, which is a few lines long. Absent when it cannot be opened now and might be later.
+// Reads the start of the file, which is a few lines long. Nullopt when it cannot be opened now but might be
+// later.
 std::optional<std::string> readUevent(const std::string& name) {
   const std::string path = "/sys/class/net/" + name + "/uevent";
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0)
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen())
     return errno == EMFILE || errno == ENFILE || errno == ENOMEM ? std::nullopt
                                                                  : std::optional(std::string());
   std::array<char, 1024> text{};
-  const auto length = ::read(file, text.data(), text.size());
-  ::close(file);
+  const auto length = ::read(file.number(), text.data(), text.size());
   return std::string(text.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
 }
 
@@ -52,7 +52,8 @@ std::optional<NetlinkLink> NetlinkLinks::find(std::uint32_t index) {
   return NetlinkLink{.carries = true, .isCellular = device.isCellular, .isTransient = device.isTransient};
 }
 
-// What a device was made as it stays until it is gone, and its index does not come again.
+// The kind of a device does not change, and its index is not used again. PPP says nothing of the medium below
+// it: DSL and tunnels are PPP as well.
 std::optional<NetlinkLinks::Device> NetlinkLinks::deviceOf(std::uint32_t index, const std::string& name) {
   if (const auto found = devices_.find(index); found != devices_.end() && found->second.name == name)
     return found->second;
@@ -61,12 +62,10 @@ std::optional<NetlinkLinks::Device> NetlinkLinks::deviceOf(std::uint32_t index, 
   name.copy(request.ifr_name, IFNAMSIZ - 1);
   const auto uevent = readUevent(name);
   if (!uevent || ::ioctl(socket_, SIOCGIFHWADDR, &request) != 0) return std::nullopt;
-  const unsigned short type = request.ifr_hwaddr.sa_family;
-  const bool isPPP = type == ARPHRD_PPP;
   if (devices_.size() >= kMostDevices) devices_.clear();
   return devices_[index] = {.name = name,
-                            .isCellular = isPPP || type == kLinkTypeRawIP || saysWWAN(*uevent),
-                            .isTransient = isPPP};
+                            .isCellular = saysWWAN(*uevent),
+                            .isTransient = request.ifr_hwaddr.sa_family == ARPHRD_PPP};
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -5,25 +5,25 @@
 #include <string>
 #include <unordered_map>
 
-namespace tq {
+namespace tq::internal {
 
-/// What a way over an interface is like.
+/// The state and kind of an interface.
 struct NetlinkLink {
   bool carries = false;  ///< It is up, has its carrier, and leads out of this machine.
   bool isCellular = false;
   bool isTransient = false;  ///< It comes and goes, as PPP does.
 };
 
-/// Answers what the interfaces are like. The state is asked for anew each time; it takes no lock in the
-/// kernel that a busy configuration could hold.
+/// Reports what the interfaces are like. The state is queried anew each time, without a lock of the kernel's
+/// that a busy configuration could hold.
 ///
 /// Not thread-safe: one thread at a time.
 class NetlinkLinks {
  public:
-  /// Asks through `socket`, which it does not own, and so about the socket's own network namespace.
+  /// Queries the network namespace of `socket`, which it does not own.
   explicit NetlinkLinks(int socket) : socket_(socket) {}
 
-  /// Absent when there is no interface of that index.
+  /// Nullopt when there is no interface of that index.
   [[nodiscard]] std::optional<NetlinkLink> find(std::uint32_t index);
 
  private:
@@ -39,4 +39,4 @@ class NetlinkLinks {
   std::unordered_map<std::uint32_t, Device> devices_;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -12,7 +12,7 @@
 
 #include "TQFoundation/Platform/Base/NeverDestroyed.h"
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 constexpr unsigned group(rtnetlink_groups number) {
@@ -23,9 +23,9 @@ constexpr unsigned kGroups = group(RTNLGRP_LINK) | group(RTNLGRP_IPV4_IFADDR) | 
                              group(RTNLGRP_IPV4_ROUTE) | group(RTNLGRP_IPV6_ROUTE) |
                              group(RTNLGRP_IPV4_RULE) | group(RTNLGRP_IPV6_RULE) | group(RTNLGRP_NEXTHOP);
 
-// A flood is looked at in pieces of about what the socket holds.
+// A flood is taken in pieces of about what the socket holds.
 constexpr std::size_t kMessagesPerCall = 8;
-constexpr int kMostCallsPerLook = 32;
+constexpr int kMostCallsPerTurn = 32;
 
 }  // namespace
 
@@ -58,8 +58,12 @@ bool NetlinkMonitor::startListening() {
 
 void NetlinkMonitor::listen() {
   for (;;) {
-    pollfd readable{.fd = descriptor(), .events = POLLIN, .revents = 0};
-    if (::poll(&readable, 1, -1) > 0) lookAgain();
+    std::array<pollfd, 2> sources{{{.fd = descriptor(), .events = POLLIN, .revents = 0},
+                                   {.fd = resolverFiles_.descriptor(), .events = POLLIN, .revents = 0}}};
+    if (::poll(sources.data(), sources.size(), -1) <= 0) continue;
+    if (sources[0].revents != 0) takeMessages();
+    if (sources[1].revents != 0) resolverFiles_.takeChanges();
+    for (const auto& watcher : watchers()) watcher->networkMayHaveChanged();
   }
 }
 
@@ -68,10 +72,6 @@ std::optional<std::uint64_t> NetlinkMonitor::state() const {
   return state % 2 == 0 ? std::optional(state) : std::nullopt;
 }
 
-// The kernel tells of a change before it acknowledges it to whoever made it, and a message is only taken from
-// the socket while the number is odd. So a change since the number was asked for is either still to be seen
-// on the socket or the number has moved on. The look at the socket comes first: a message may leave it
-// between the two.
 bool NetlinkMonitor::isStill(std::uint64_t state) const {
   char byte = 0;
   const auto got = ::recv(descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
@@ -97,31 +97,8 @@ NetlinkMonitor::Watchers NetlinkMonitor::watchers() {
   return alive;
 }
 
-void NetlinkMonitor::lookAgain() {
-  takeMessages();
-  const Watchers all = watchers();  // released without a lock: a watcher may end here
-  std::vector<Delivery> deliveries;
-  {
-    const MutexLock turn(turn_);
-    for (const auto& watcher : all) {
-      watcher->networkMayHaveChanged();
-      if (auto queue = watcher->lookAgain()) deliveries.push_back({watcher, std::move(queue)});
-    }
-  }
-  deliver(deliveries);
-}
-
-void NetlinkMonitor::lookAgain(const std::shared_ptr<NetlinkWatcher>& watcher) {
-  std::shared_ptr<DispatchQueue> queue;
-  {
-    const MutexLock turn(turn_);
-    queue = watcher->lookAgain();
-  }
-  if (queue) deliver({{watcher, queue}});
-}
-
-// When the socket overran, the kernel drops messages until it has been emptied, and reports that once. The
-// queries that follow the emptying see all that was dropped.
+// When the socket overran, the kernel drops messages until it has been emptied, and reports an error once.
+// The socket stays readable until then, and the queries that follow see all that was dropped.
 //
 // The kernel announces the end of an IPv4 route before it removes the route, and that of a link or an address
 // before it removes what depends on it. A query in between would see half of a change, and nothing would
@@ -129,17 +106,12 @@ void NetlinkMonitor::lookAgain(const std::shared_ptr<NetlinkWatcher>& watcher) {
 void NetlinkMonitor::takeMessages() {
   std::array<mmsghdr, kMessagesPerCall> messages{};  // of which nothing is wanted but that they go
   ++state_;
-  for (int calls = 0; calls < kMostCallsPerLook; ++calls) {
+  for (int calls = 0; calls < kMostCallsPerTurn; ++calls) {
     const int taken = ::recvmmsg(descriptor(), messages.data(), messages.size(), MSG_DONTWAIT, nullptr);
-    if (taken < 0 && errno != ENOBUFS && errno != EINTR) break;
-    if (taken >= 0 && static_cast<std::size_t>(taken) < messages.size()) break;
+    if (taken != static_cast<int>(messages.size())) break;
   }
   waitForConfiguration(*settling_);
   ++state_;
 }
 
-void NetlinkMonitor::deliver(const std::vector<Delivery>& deliveries) {
-  for (const auto& [watcher, queue] : deliveries) queue->async([held = watcher] { held->deliver(); });
-}
-
-}  // namespace tq
+}  // namespace tq::internal

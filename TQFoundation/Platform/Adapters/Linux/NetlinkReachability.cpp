@@ -2,101 +2,85 @@
 
 #include <utility>
 
-namespace tq {
+#include "TQFoundation/Platform/Queues/TimerService.h"
 
-NetlinkReachability::NetlinkReachability(NetlinkMonitor& monitor, std::optional<NetworkAddresses> addresses)
+namespace tq::internal {
+namespace {
+
+// How long until the kernel is asked again, when it did not respond for want of memory.
+constexpr std::chrono::seconds kPauseAfterFailure{1};
+
+// Routes end with the kernel's next tick after their lifetime.
+constexpr std::chrono::milliseconds kTick{20};
+
+}  // namespace
+
+NetlinkReachability::NetlinkReachability(NetlinkMonitor& monitor, std::optional<NetworkAddress> address)
     : monitor_(monitor) {
-  if (addresses) addresses_ = std::make_shared<const NetworkAddresses>(std::move(*addresses));
+  if (address) addresses_ = std::make_shared<const NetworkAddresses>(NetworkAddresses{*address});
 }
 
 NetlinkReachability::~NetlinkReachability() {
   monitor_.remove(this);
 }
 
-std::optional<SCNetworkReachabilityFlags> NetlinkReachability::getFlags() {
+std::optional<SCNetworkReachabilityFlags> NetlinkReachability::readFlags() {
   {
-    const std::scoped_lock lock(mutex_);
-    if (seen_.state != 0 && monitor_.isStill(seen_.state)) return seen_.flags;
+    const MutexLock lock(mutex_);
+    const bool lasts = kept_.until == Clock::time_point::max() || Clock::now() < kept_.until;
+    if (kept_.state != 0 && lasts && monitor_.isStill(kept_.state)) return kept_.flags;
   }
-  return look();
+  return query();
 }
 
-std::optional<SCNetworkReachabilityFlags> NetlinkReachability::look() {
+// The state's number is asked for before the kernel is: what changes in between makes the number stale, and
+// nothing newer than the number says is kept for it.
+std::optional<SCNetworkReachabilityFlags> NetlinkReachability::query() {
   const auto state = monitor_.state();
   std::shared_ptr<const NetworkAddresses> addresses;
   {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     addresses = addresses_;
   }
   if (!addresses) return std::nullopt;
-  const auto flags = monitor_.view().look(*addresses);
-  const std::scoped_lock lock(mutex_);
-  if (flags && state && addresses == addresses_) seen_ = {*state, *flags};
-  return flags;
-}
-
-bool NetlinkReachability::setCallback(SCNetworkReachabilityCallBack callback,
-                                      const SCNetworkReachabilityContext* context) {
-  auto registration = ReachabilityRegistration::make(callback, context);
-  const std::scoped_lock lock(mutex_);
-  registration_.swap(registration);
-  return true;
-}
-
-bool NetlinkReachability::setDispatchQueue(std::shared_ptr<DispatchQueue> queue) {
-  if (!queue) {
-    const std::scoped_lock lock(mutex_);
-    undelivered_.clear();
-    queue_.swap(queue);
-    return true;
+  const auto result = monitor_.view().query(*addresses);
+  if (!result) {
+    queryAgainAt(Clock::now() + kPauseAfterFailure);
+    return std::nullopt;
   }
-  monitor_.add(shared_from_this());
-  // Between two looks of the monitor: what changes from here on is seen by the next one.
-  monitor_.between([&] {
-    const auto flags = look();
-    const std::scoped_lock lock(mutex_);
-    reported_ = flags;
-    undelivered_.clear();
-    queue_.swap(queue);
+  // A route that expires stays in the table for up to half a minute, and no message comes before it goes.
+  const auto until = result->lifetime ? Clock::now() + *result->lifetime + kTick : Clock::time_point::max();
+  if (result->lifetime) queryAgainAt(until);
+  const MutexLock lock(mutex_);
+  if (state && addresses == addresses_) kept_ = {*state, until, result->flags};
+  return result->flags;
+}
+
+void NetlinkReachability::queryAgainAt(Clock::time_point moment) {
+  {
+    const MutexLock lock(mutex_);
+    if (nextQuery_ <= moment) return;  // that one plans the next
+    nextQuery_ = moment;
+  }
+  TimerService::callAt(moment, [weak = weak_from_this(), moment, this] {
+    const auto self = weak.lock();
+    if (!self) return;
+    {
+      const MutexLock lock(mutex_);
+      if (nextQuery_ == moment) nextQuery_ = Clock::time_point::max();
+    }
+    flagsMayHaveChanged();
   });
-  return true;
-}
-
-std::shared_ptr<DispatchQueue> NetlinkReachability::lookAgain() {
-  {
-    const std::scoped_lock lock(mutex_);
-    if (!queue_) return nullptr;
-  }
-  const auto flags = look();
-  const std::scoped_lock lock(mutex_);
-  if (!queue_ || !flags || reported_ == flags) return nullptr;
-  reported_ = flags;
-  undelivered_.push_back(*flags);
-  return queue_;
-}
-
-// Whichever task comes first takes the oldest change. Who has set another queue meanwhile has started anew.
-void NetlinkReachability::deliver() {
-  Flags flags = 0;
-  std::shared_ptr<const ReachabilityRegistration> registration;
-  {
-    const std::scoped_lock lock(mutex_);
-    if (!queue_ || !queue_->isCurrent() || undelivered_.empty()) return;
-    flags = undelivered_.front();
-    undelivered_.pop_front();
-    registration = registration_;
-  }
-  if (registration) registration->call(shared_from_this(), flags);
 }
 
 void NetlinkReachability::setAddresses(NetworkAddresses addresses) {
   auto shared = std::make_shared<const NetworkAddresses>(std::move(addresses));
   {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     addresses_.swap(shared);
-    seen_ = {};
+    kept_ = {};
   }
-  monitor_.lookAgain(shared_from_this());
+  flagsMayHaveChanged();
 }
 
-}  // namespace tq
+}  // namespace tq::internal

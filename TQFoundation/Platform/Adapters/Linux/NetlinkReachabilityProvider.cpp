@@ -1,14 +1,17 @@
 #include <algorithm>
 #include <utility>
 
+#include "TQFoundation/Platform/Adapters/Linux/NameResolver.h"
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkReachability.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 
 namespace tq {
+namespace internal {
 namespace {
 
-// The same address in the one way that the kernel takes: an IPv4 address that dresses up as IPv6 (RFC
-// 4291, 2.5.5.2) goes the way of IPv4, and what lies behind the four bytes of one counts for nothing.
-NetworkAddress plain(NetworkAddress address) {
+// The address in the form the kernel takes: an IPv4-mapped IPv6 address (RFC 4291, 2.5.5.2) becomes an IPv4
+// address, and the bytes behind the four of an IPv4 address become 0.
+NetworkAddress normalized(NetworkAddress address) {
   using Family = NetworkAddress::Family;
   constexpr std::array<std::uint8_t, 12> kMapped{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
   auto& bytes = address.bytes;
@@ -25,7 +28,9 @@ class NetlinkReachabilityProvider final : public SCNetworkReachabilityProvider {
   [[nodiscard]] SCNetworkReachabilityRef createWithAddress(const NetworkAddress& address) override {
     auto* const monitor = NetlinkMonitor::shared();
     if (monitor == nullptr) return nullptr;
-    return std::make_shared<NetlinkReachability>(*monitor, NetworkAddresses{plain(address)});
+    auto target = std::make_shared<NetlinkReachability>(*monitor, normalized(address));
+    monitor->add(target);
+    return target;
   }
 
   [[nodiscard]] SCNetworkReachabilityRef createWithName(std::string_view text) override {
@@ -36,17 +41,18 @@ class NetlinkReachabilityProvider final : public SCNetworkReachabilityProvider {
     if (monitor == nullptr) return nullptr;
     auto target = std::make_shared<NetlinkNamedReachability>(*monitor, std::move(*name));
     monitor->add(target);
-    target->networkMayHaveChanged();
+    target->networkMayHaveChanged();  // resolves it for the first time
     return target;
   }
 };
 
 }  // namespace
+}  // namespace internal
 
 const std::shared_ptr<SCNetworkReachabilityProvider>& SCNetworkReachabilityProvider::shared() {
-  static const auto& provider =
-      *new std::shared_ptr<SCNetworkReachabilityProvider>(std::make_shared<NetlinkReachabilityProvider>());
-  return provider;
+  static const NeverDestroyed<std::shared_ptr<SCNetworkReachabilityProvider>> provider(
+      std::make_shared<internal::NetlinkReachabilityProvider>());
+  return *provider;
 }
 
 }  // namespace tq

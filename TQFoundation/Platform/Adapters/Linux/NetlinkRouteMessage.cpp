@@ -2,16 +2,18 @@
 
 #include <libmnl/libmnl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 using NextHop = NetlinkRoute::NextHop;
 
-// More ways than that no answer tells of: it would not fit.
+// More do not fit into a reply.
 constexpr std::size_t kMostNextHops = 1024;
 
 // MAX_ERRNO of the kernel.
@@ -49,6 +51,18 @@ std::optional<std::vector<NextHop>> readNextHops(const nlattr* list) {
   return hops;
 }
 
+// The time until the route expires, in the C library's clock ticks; 0 for never.
+std::optional<std::chrono::milliseconds> readLifetime(const Attributes& attributes) {
+  rta_cacheinfo info{};
+  const auto* const attribute = attributes[RTA_CACHEINFO];
+  if (attribute == nullptr || mnl_attr_get_payload_len(attribute) < sizeof info) return std::nullopt;
+  std::memcpy(&info, mnl_attr_get_payload(attribute), sizeof info);
+  static const std::int64_t ticksPerSecond = ::sysconf(_SC_CLK_TCK);
+  if (info.rta_expires == 0) return std::nullopt;
+  const std::int64_t ticks = std::max(info.rta_expires, 0);
+  return std::chrono::milliseconds(ticks * 1000 / ticksPerSecond);
+}
+
 std::optional<NetlinkRoute> readRoute(const nlmsghdr* header) {
   if (mnl_nlmsg_get_payload_len(header) < sizeof(rtmsg)) return std::nullopt;
   // The kernel pads all it writes, and libmnl would read the padding where there is none.
@@ -57,6 +71,7 @@ std::optional<NetlinkRoute> readRoute(const nlmsghdr* header) {
   NetlinkRoute route{.type = body->rtm_type, .prefixLength = body->rtm_dst_len};
   Attributes attributes{};
   if (mnl_attr_parse(header, sizeof(rtmsg), &keep, &attributes) < 0) return std::nullopt;
+  route.lifetime = readLifetime(attributes);
   if (const auto* const interface = attributes[RTA_OIF]) {
     if (mnl_attr_validate(interface, MNL_TYPE_U32) < 0) return std::nullopt;
     route.nextHops.push_back({mnl_attr_get_u32(interface), hasGateway(attributes)});
@@ -77,12 +92,12 @@ std::optional<NetlinkRoute> readRefusal(const nlmsghdr* header) {
 
 }  // namespace
 
-std::size_t writeRouteQuestion(NetlinkRequest room, const NetworkAddress& address, bool wantsMatch,
-                               std::uint32_t sequence) {
+std::size_t writeRouteRequest(NetlinkRequest space, const NetworkAddress& address, bool wantsMatch,
+                              std::uint32_t sequence) {
   const bool isIPv4 = address.family == NetworkAddress::Family::ipv4;
   const std::size_t length = isIPv4 ? 4 : 16;
-  std::memset(room.data(), 0, room.size());
-  nlmsghdr* const header = mnl_nlmsg_put_header(room.data());
+  std::memset(space.data(), 0, space.size());
+  nlmsghdr* const header = mnl_nlmsg_put_header(space.data());
   header->nlmsg_type = RTM_GETROUTE;
   header->nlmsg_flags = NLM_F_REQUEST;
   header->nlmsg_seq = sequence;
@@ -95,15 +110,15 @@ std::size_t writeRouteQuestion(NetlinkRequest room, const NetworkAddress& addres
   return header->nlmsg_len;
 }
 
-std::optional<NetlinkRoute> readRouteAnswer(std::span<const std::byte> message,
-                                            const NetlinkQuestion& question) {
+std::optional<NetlinkRoute> readRouteReply(std::span<const std::byte> message,
+                                           const NetlinkRequestId& request) {
   const auto* const header = reinterpret_cast<const nlmsghdr*>(message.data());
   if (!mnl_nlmsg_ok(header, static_cast<int>(message.size()))) return std::nullopt;
   if (header->nlmsg_len > message.size()) return std::nullopt;  // libmnl takes 2 GiB and more for negative
-  if (header->nlmsg_seq != question.sequence || header->nlmsg_pid != question.port) return std::nullopt;
+  if (header->nlmsg_seq != request.sequence || header->nlmsg_pid != request.port) return std::nullopt;
   if (header->nlmsg_type == NLMSG_ERROR) return readRefusal(header);
   if (header->nlmsg_type == RTM_NEWROUTE) return readRoute(header);
   return std::nullopt;
 }
 
-}  // namespace tq
+}  // namespace tq::internal

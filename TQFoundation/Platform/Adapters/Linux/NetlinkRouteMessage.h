@@ -2,6 +2,7 @@
 
 #include <linux/rtnetlink.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -10,7 +11,7 @@
 
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// The route that the kernel would take.
 struct NetlinkRoute {
@@ -23,24 +24,25 @@ struct NetlinkRoute {
   std::uint8_t type = RTN_UNSPEC;   ///< RTN_UNICAST, RTN_LOCAL ...
   std::uint8_t prefixLength = 0;    ///< 0 for a default route.
   std::vector<NextHop> nextHops{};  ///< Several where packets are spread over several ways.
+  std::optional<std::chrono::milliseconds> lifetime{};  ///< After which the route expires, if it does.
 };
 
-/// The part of an answer that tells who has sent it to what question.
-struct NetlinkQuestion {
+/// Identifies a request and its reply.
+struct NetlinkRequestId {
   std::uint32_t sequence = 0;
   std::uint32_t port = 0;
 };
 
-/// Room for a question.
+/// Space for a request.
 using NetlinkRequest = std::span<std::byte>;
 
-/// Writes the question for the way to `address` into `room` (64 bytes are enough) and answers its length.
-/// With `wantsMatch` the answer tells the route as it stands in the table, else the way of one packet.
-[[nodiscard]] std::size_t writeRouteQuestion(NetlinkRequest room, const NetworkAddress& address,
-                                             bool wantsMatch, std::uint32_t sequence);
+/// Writes the request for the route to `address` into `space` (64 bytes are enough) and returns its length.
+/// With `wantsMatch` the reply is the route as it stands in the table, else the way of one packet.
+[[nodiscard]] std::size_t writeRouteRequest(NetlinkRequest space, const NetworkAddress& address,
+                                            bool wantsMatch, std::uint32_t sequence);
 
-/// Reads what came as the answer to `question`. Absent when it is none, or is malformed.
-[[nodiscard]] std::optional<NetlinkRoute> readRouteAnswer(std::span<const std::byte> message,
-                                                          const NetlinkQuestion& question);
+/// Reads the reply to `request`. Nullopt when it is the reply to another one, or malformed.
+[[nodiscard]] std::optional<NetlinkRoute> readRouteReply(std::span<const std::byte> message,
+                                                         const NetlinkRequestId& request);
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -6,16 +6,16 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkRouteMessage.h"
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkSocket.h"
 
-namespace tq {
+namespace tq::internal {
 
-/// Asks the kernel which way it would take, which counts in all its tables and rules, and copies no table.
+/// Asks the kernel which route it would take, by all its tables and rules. Copies no table.
 ///
 /// Not thread-safe: one thread at a time.
 class NetlinkRoutes {
  public:
   explicit NetlinkRoutes(NetlinkSocket socket) : socket_(std::move(socket)) {}
 
-  /// The way to `address`; absent when the kernel does not answer.
+  /// Returns the route to `address`; nullopt when the kernel does not respond.
   [[nodiscard]] std::optional<NetlinkRoute> lookUp(const NetworkAddress& address);
 
  private:
@@ -23,7 +23,7 @@ class NetlinkRoutes {
 
   const NetlinkSocket socket_;
   std::uint32_t sequence_ = 0;
-  alignas(nlmsghdr) std::array<std::byte, 32'768> answer_{};
+  alignas(nlmsghdr) std::array<std::byte, 32'768> reply_{};
 };
 
-}  // namespace tq
+}  // namespace tq::internal

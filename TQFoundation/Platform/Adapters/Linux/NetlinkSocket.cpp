@@ -6,7 +6,7 @@
 #include <array>
 #include <limits>
 
-namespace tq {
+namespace tq::internal {
 
 NetlinkSocket openNetlinkSocket(unsigned groups) {
   NetlinkSocket socket(mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC));
@@ -14,11 +14,11 @@ NetlinkSocket openNetlinkSocket(unsigned groups) {
   return socket;
 }
 
-// To ask for a link takes the lock that all configuration takes (RTNL), and the answer that there is no such
-// link is a short one.
+// A request for a link takes the lock that all configuration takes (RTNL), and the reply that there is no
+// such link is a short one.
 void waitForConfiguration(mnl_socket& socket) {
-  alignas(nlmsghdr) std::array<char, 64> question{};
-  nlmsghdr* const header = mnl_nlmsg_put_header(question.data());
+  alignas(nlmsghdr) std::array<char, 64> request{};
+  nlmsghdr* const header = mnl_nlmsg_put_header(request.data());
   header->nlmsg_type = RTM_GETLINK;
   header->nlmsg_flags = NLM_F_REQUEST;
   auto* const link = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(header, sizeof(ifinfomsg)));
@@ -29,4 +29,4 @@ void waitForConfiguration(mnl_socket& socket) {
   static_cast<void>(::recv(descriptor, &byte, 1, MSG_DONTWAIT));
 }
 
-}  // namespace tq
+}  // namespace tq::internal

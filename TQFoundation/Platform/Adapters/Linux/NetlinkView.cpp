@@ -1,15 +1,16 @@
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkView.h"
 
+#include <algorithm>
 #include <array>
-#include <cerrno>
 #include <utility>
 
-namespace tq {
+namespace tq::internal {
 
-// How the question for a default route is put: the way to two public addresses far apart, to which no packet
-// ever goes. Nobody asks for them in particular, so what matches them is what matches everything.
+// There is no request for "the default route, by all rules and tables". So the kernel is asked for the routes
+// to public addresses, one in each quarter of the address space; no packet is ever sent to them. A route
+// that holds all public addresses and matches one of them is the default route.
 struct NetlinkView::Probes {
-  std::array<NetworkAddress, 2> addresses;
+  std::array<NetworkAddress, 4> addresses;
   std::uint8_t wholeLength;  // the longest prefix that holds all public addresses
 };
 
@@ -18,8 +19,8 @@ namespace {
 using Flags = SCNetworkReachabilityFlags;
 using Family = NetworkAddress::Family;
 
-// Some who take over all traffic lay a few wide routes over the default route instead of replacing it. Where
-// both probes follow such a one, the network is reachable.
+// A VPN often adds a few wide routes over the default route instead of replacing it. Where such routes match
+// all probes, the network is reachable too.
 constexpr std::uint8_t kWideLength = 8;
 
 }  // namespace
@@ -28,71 +29,82 @@ std::unique_ptr<NetlinkView> NetlinkView::open() {
   auto socket = openNetlinkSocket(0);
   if (!socket) return nullptr;
   std::unique_ptr<NetlinkView> view(new NetlinkView(std::move(socket)));
-  return view->look({NetworkAddress{}}) ? std::move(view) : nullptr;
+  return view->query({NetworkAddress{}}) ? std::move(view) : nullptr;
 }
 
 NetlinkView::NetlinkView(NetlinkSocket socket)
     : links_(mnl_socket_get_fd(socket.get())), routes_(std::move(socket)) {}
 
-std::optional<Flags> NetlinkView::look(const NetworkAddresses& addresses) {
-  const std::scoped_lock lock(mutex_);
+std::optional<NetlinkView::Result> NetlinkView::query(const NetworkAddresses& addresses) {
+  const MutexLock lock(mutex_);
   for (const auto& address : addresses) {
-    const auto flags = address.isAllZero() ? lookAtWhole() : lookAt(address);
-    if (flags != Flags{0}) return flags;
+    const auto result = address.isAllZero() ? queryWhole() : queryAddress(address);
+    if (!result || result->flags != 0) return result;
   }
-  return Flags{0};
+  return Result{};
 }
 
-std::optional<Flags> NetlinkView::lookAt(const NetworkAddress& address) {
+std::optional<NetlinkView::Result> NetlinkView::queryAddress(const NetworkAddress& address) {
   const auto route = routes_.lookUp(address);
-  return route ? std::optional(flagsOf(*route)) : std::nullopt;
+  return route ? std::optional(resultOf(*route)) : std::nullopt;
 }
 
-std::optional<Flags> NetlinkView::lookAtWhole() {
-  static constexpr Probes kIPv4{{{{Family::ipv4, {57, 66, 77, 88}}, {Family::ipv4, {187, 66, 77, 88}}}}, 0};
-  static constexpr Probes kIPv6{
-      {{{Family::ipv6, {0x24, 0x66, 0x77, 0x88}}, {Family::ipv6, {0x2a, 0x66, 0x77, 0x88}}}}, 3};
-  const auto flags = lookAtWhole(kIPv4);
-  return flags == Flags{0} ? lookAtWhole(kIPv6) : flags;
+std::optional<NetlinkView::Result> NetlinkView::queryWhole() {
+  static constexpr Probes kIPv4{{{{Family::ipv4, {57, 66, 77, 88}},
+                                  {Family::ipv4, {187, 66, 77, 88}},
+                                  {Family::ipv4, {101, 66, 77, 88}},
+                                  {Family::ipv4, {213, 66, 77, 88}}}},
+                                0};
+  static constexpr Probes kIPv6{{{{Family::ipv6, {0x24, 0x66, 0x77, 0x88}},
+                                  {Family::ipv6, {0x2a, 0x66, 0x77, 0x88}},
+                                  {Family::ipv6, {0x2e, 0x66, 0x77, 0x88}},
+                                  {Family::ipv6, {0x36, 0x66, 0x77, 0x88}}}},
+                                3};
+  const auto result = queryWhole(kIPv4);
+  return result && result->flags == 0 ? queryWhole(kIPv6) : result;
 }
 
-std::optional<Flags> NetlinkView::lookAtWhole(const Probes& probes) {
-  Flags first = 0;
-  int wideWays = 0;
+// Usually the first probe matches the default route, and is the only one asked for. The others decide where
+// more specific routes, or refusals of them, lie over the first ones.
+std::optional<NetlinkView::Result> NetlinkView::queryWhole(const Probes& probes) {
+  Result wide;
+  std::size_t wideWays = 0;
   for (const auto& address : probes.addresses) {
     const auto route = routes_.lookUp(address);
     if (!route) return std::nullopt;
-    if (route->refusal == ENETUNREACH) return Flags{0};  // nothing matches, so no default route does
-    const Flags flags = flagsOf(*route);
-    if (route->refusal == 0 && route->prefixLength <= probes.wholeLength) return flags;
-    if (flags == 0 || route->prefixLength > kWideLength) continue;
-    if (wideWays++ == 0) first = flags;
+    const Result result = route->type == RTN_UNICAST ? resultOf(*route) : Result{};  // not local ones
+    if (route->refusal == 0 && route->prefixLength <= probes.wholeLength) return result;
+    if (result.flags == 0 || route->prefixLength > kWideLength) continue;
+    if (wideWays++ == 0) wide = result;
+    if (result.lifetime) wide.lifetime = std::min(wide.lifetime.value_or(*result.lifetime), *result.lifetime);
   }
-  return wideWays == 2 ? first : 0;
+  return wideWays == probes.addresses.size() ? wide : Result{};
 }
 
-Flags NetlinkView::flagsOf(const NetlinkRoute& route) {
-  if (route.refusal != 0) return 0;
+NetlinkView::Result NetlinkView::resultOf(const NetlinkRoute& route) {
+  if (route.refusal != 0) return {};
   switch (route.type) {
     case RTN_LOCAL:
-      return kSCNetworkReachabilityFlagsReachable | kSCNetworkReachabilityFlagsIsLocalAddress |
-             kSCNetworkReachabilityFlagsIsDirect;
+      return {kSCNetworkReachabilityFlagsReachable | kSCNetworkReachabilityFlagsIsLocalAddress |
+              kSCNetworkReachabilityFlagsIsDirect};
     case RTN_UNICAST:
     case RTN_ANYCAST:
     case RTN_BROADCAST:
     case RTN_MULTICAST:
       break;
     default:
-      return 0;
+      return {};
   }
   for (const auto& hop : route.nextHops) {
     const auto link = links_.find(hop.interface);
     if (!link || !link->carries) continue;
-    return kSCNetworkReachabilityFlagsReachable | (hop.hasGateway ? 0 : kSCNetworkReachabilityFlagsIsDirect) |
-           (link->isCellular ? kSCNetworkReachabilityFlagsIsWWAN : 0) |
-           (link->isTransient ? kSCNetworkReachabilityFlagsTransientConnection : 0);
+    const Flags flags = kSCNetworkReachabilityFlagsReachable |
+                        (hop.hasGateway ? 0 : kSCNetworkReachabilityFlagsIsDirect) |
+                        (link->isCellular ? kSCNetworkReachabilityFlagsIsWWAN : 0) |
+                        (link->isTransient ? kSCNetworkReachabilityFlagsTransientConnection : 0);
+    return {flags, route.lifetime};
   }
-  return 0;
+  return {};
 }
 
-}  // namespace tq
+}  // namespace tq::internal

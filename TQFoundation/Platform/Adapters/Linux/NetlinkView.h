@@ -1,45 +1,51 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkLinks.h"
 #include "TQFoundation/Platform/Adapters/Linux/NetlinkRoutes.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
 #include "TQFoundation/Platform/Ports/SCNetworkReachability.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// The addresses of one target, the preferred one first. The all-zero address is the network as a whole.
 using NetworkAddresses = std::vector<NetworkAddress>;
 
-/// Looks at the kernel's tables and answers in flags. Keeps none of it.
+/// Works out flags from what the kernel says of routes and links. Keeps none of it.
 ///
 /// Thread-safe.
 class NetlinkView {
  public:
   using Flags = SCNetworkReachabilityFlags;
 
+  struct Result {
+    Flags flags = 0;
+    std::optional<std::chrono::milliseconds> lifetime{};  ///< After which a route of it expires.
+  };
+
   /// Null where the system refuses.
   [[nodiscard]] static std::unique_ptr<NetlinkView> open();
 
-  /// The flags of the first of `addresses` that there is a way to; 0 when there is none to any. Absent when
-  /// the kernel does not answer.
-  [[nodiscard]] std::optional<Flags> look(const NetworkAddresses& addresses);
+  /// Returns the flags of the first of `addresses` that can be reached; 0 when none can. Nullopt when the
+  /// kernel does not respond.
+  [[nodiscard]] std::optional<Result> query(const NetworkAddresses& addresses);
 
  private:
   struct Probes;
 
   explicit NetlinkView(NetlinkSocket socket);
-  std::optional<Flags> lookAt(const NetworkAddress& address);
-  std::optional<Flags> lookAtWhole();
-  std::optional<Flags> lookAtWhole(const Probes& probes);
-  Flags flagsOf(const NetlinkRoute& route);
+  std::optional<Result> queryAddress(const NetworkAddress& address) TQ_REQUIRES(mutex_);
+  std::optional<Result> queryWhole() TQ_REQUIRES(mutex_);
+  std::optional<Result> queryWhole(const Probes& probes) TQ_REQUIRES(mutex_);
+  Result resultOf(const NetlinkRoute& route) TQ_REQUIRES(mutex_);
 
-  std::mutex mutex_;
-  NetlinkLinks links_;
-  NetlinkRoutes routes_;
+  Mutex mutex_;
+  NetlinkLinks links_ TQ_GUARDED_BY(mutex_);
+  NetlinkRoutes routes_ TQ_GUARDED_BY(mutex_);
 };
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -5,9 +5,9 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <random>
-#include <span>
 #include <string>
 #include <tuple>
 
@@ -15,6 +15,7 @@
 #include "TQFoundation/Extensions/TQDateExtensions.h"
 #include "TQFoundationTesting/ManualClock.h"
 #include "TQFoundationTesting/ManualUserSettings.h"
+#include "tests/support/ClockChanges.h"
 #include "tests/support/Dates.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -94,39 +95,17 @@ TEST(Dates, HoldTogetherInEveryZoneFrom1970To2040) {
   for (const std::string& name : names) EXPECT_EQ(ZoneWalk(name).fault(), "");
 }
 
-struct DayCase {
-  const char *zone, *date, *start, *yesterday, *tomorrow;
-};
-
-const DayCase kOrdinary[] = {
-    {"UTC", "2023-12-31 23:59", "2023-12-31", "2023-12-30 12:00", "2024-01-01 12:00"},
-    {"UTC", "1969-02-28 23:59", "1969-02-28", "1969-02-27 12:00", "1969-03-01 12:00"}};
-const DayCase kMidnightDoesNotExist[] = {
-    {"America/Santiago", "2022-09-11 20:00", "2022-09-11 04:00", "2022-09-10 16:00", "2022-09-12 15:00"},
-    {"Asia/Beirut", "2021-03-27 23:00", "2021-03-27 22:00", "2021-03-27 10:00", "2021-03-29 09:00"},
-    {"Africa/Cairo", "2023-04-28 05:00", "2023-04-27 22:00", "2023-04-27 10:00", "2023-04-29 09:00"},
-    {"America/Sao_Paulo", "2018-11-04 03:00", "2018-11-04 03:00", "2018-11-03 15:00", "2018-11-05 14:00"}};
-// In the second, clocks go back from 0:01 to 23:01 of the day before, which is where this moment is.
-const DayCase kMidnightOccursTwice[] = {
-    {"America/Havana", "2022-11-06 05:30", "2022-11-06 04:00", "2022-11-05 16:00", "2022-11-07 17:00"},
-    {"America/St_Johns", "2009-11-01 02:45", "2009-10-31 02:30", "2009-10-30 14:30", "2009-11-01 15:30"}};
-const DayCase kSkippedDay[] = {
-    {"Pacific/Apia", "2011-12-30 09:00", "2011-12-29 10:00", "2011-12-28 22:00", "2011-12-30 22:00"},
-    {"Pacific/Apia", "2011-12-30 10:00", "2011-12-30 10:00", "2011-12-29 22:00", "2011-12-31 22:00"},
-    {"Pacific/Kwajalein", "1993-08-21 06:00", "1993-08-20 12:00", "1993-08-20 00:00", "1993-08-22 00:00"}};
-const DayCase kHalfHourShift[] = {
-    {"Australia/Lord_Howe", "2022-04-02 15:15", "2022-04-02 13:00", "2022-04-02 01:00", "2022-04-04 01:30"}};
-
 TEST(Dates, HaveTheirDaysFirstMomentAndItsNeighboursNoons) {
-  const std::span<const DayCase> tables[] = {kOrdinary, kMidnightDoesNotExist, kMidnightOccursTwice,
-                                             kSkippedDay, kHalfHourShift};
-  for (const auto& table : tables) {
-    for (const auto& [zone, date, start, before, after] : table) {
-      const auto calendar = calendarOf("gregorian", zone);
-      EXPECT_EQ(startOfTheDay(utc(date), calendar), utc(start)) << zone;
-      EXPECT_EQ(yesterday(utc(date), calendar), utc(before)) << zone;
-      EXPECT_EQ(tomorrow(utc(date), calendar), utc(after)) << zone;
-    }
+  for (const ClockChange& change : kClockChanges) {
+    SCOPED_TRACE(change.zone + (' ' + std::string(change.moment)));
+    const auto calendar = calendarOf("gregorian", change.zone);
+    const Date date = utc(change.moment);
+    EXPECT_EQ(startOfTheDay(date, calendar), utc(change.start));
+    EXPECT_EQ(yesterday(date, calendar), utc(change.yesterday));
+    EXPECT_EQ(tomorrow(date, calendar), utc(change.tomorrow));
+    int hour = 0, minute = 0;
+    ASSERT_EQ(std::sscanf(change.shown, "%*d-%*d-%*d %d:%d", &hour, &minute), 2);
+    EXPECT_EQ(calendar.date(hour, minute, 0, date), utc(change.first));
   }
 }
 

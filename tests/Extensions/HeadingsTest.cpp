@@ -17,6 +17,7 @@
 #include "TQFoundation/Extensions/TQStringExtensions.h"
 #include "TQFoundation/Platform/Localization/Bundle.h"
 #include "TQFoundationTesting/ManualUserSettings.h"
+#include "tests/support/ClockChanges.h"
 #include "tests/support/Dates.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -160,18 +161,12 @@ TEST(Headings, FollowTheDevicesZoneAtEachCallWhileACalendarStays) {
   }
 }
 
-TEST(Headings, AreReadAsTheFirstMomentOfADayThatClocksChange) {
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"America/Santiago", "08 Sep, 2024 00:00", "2024-09-08 04:00"},  // midnight is skipped
-      {"America/Havana", "03 Nov, 2024 00:00", "2024-11-03 04:00"},    // and occurs twice
-      {"Europe/Kyiv", "27 Oct, 2024 03:30", "2024-10-27 00:30"},
-      {"Australia/Lord_Howe", "06 Oct, 2024 02:15", "2024-10-05 15:30"}};
-  for (const auto& [zone, text, moment] : cases) {
-    const ManualUserSettings user(in(zone));
-    EXPECT_EQ(formatter("dd MMM, yyyy HH:mm").date(text, user), utc(moment)) << zone;
-    const auto start = formatter(kDay).date(std::string(text).substr(0, 12), user);
-    EXPECT_EQ(day(utc(moment), user), start) << zone;
-    EXPECT_EQ(startOfTheDay(utc(moment), calendarOf("gregorian", zone)), start) << zone;
+TEST(Headings, AreReadAsTheFirstMomentWhereClocksChange) {
+  for (const ClockChange& change : kClockChanges) {
+    SCOPED_TRACE(change.zone + (' ' + std::string(change.moment)));
+    const ManualUserSettings user(in(change.zone));
+    EXPECT_EQ(formatter("yyyy-MM-dd HH:mm").date(change.shown, user), utc(change.first));
+    EXPECT_EQ(day(utc(change.moment), user), utc(change.start));
   }
 }
 
@@ -192,6 +187,24 @@ TEST(Headings, AreWrittenAndReadByManyThreadsAtOnce) {
       }
     });
   }
+}
+
+// The last thing that a thread does is to run the destructors of its own objects, in reverse order.
+TEST(Headings, CanBeWrittenWhileAThreadEnds) {
+  struct WritesAtTheEnd {
+    std::string* text;
+    ~WritesAtTheEnd() {
+      *text = libraryDayGroupFormatted(utc("2024-03-05 12:00")) + timeFormattedString(65.0) +
+              std::to_string(years(utc("2024-03-05"), utc("2020-03-04")));
+    }
+  };
+  std::string atTheEnd, before;
+  std::thread([&] {
+    const thread_local WritesAtTheEnd writer{&atTheEnd};
+    before = libraryDayGroupFormatted(utc("2024-03-05 12:00")) + timeFormattedString(65.0) + "4";
+    EXPECT_EQ(writer.text, &atTheEnd);
+  }).join();
+  EXPECT_EQ(atTheEnd, before);
 }
 
 TEST(Duration, IsCutTowardZeroAndHasHoursFromTheSecondBeyondOne) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "TQFoundation/Extensions/TQDateExtensions.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "benchmarks/Bench.h"
 
 #if TQ_PEER_QT
@@ -31,7 +32,7 @@ constexpr double kFirst = 1'600'000'000'000;
 constexpr double kThirtyYears = 30 * 31'556'952'000.0 + 12'345;
 constexpr std::size_t kDates = 1000;
 
-// A contender: what it answers, as a number, for a moment in milliseconds.
+// A contender: its result, as a number, for a moment in milliseconds.
 using Work = std::function<double(double)>;
 
 void enter(const std::string& name, const Work& work) {
@@ -47,9 +48,9 @@ void enter(const std::string& name, const Work& work) {
 }
 
 const Calendar& calendar() {
-  static const auto& gregorian =
-      *new Calendar(*Calendar::make("gregorian", TimeZone::make(kZone).value(), Locale("en_US")));
-  return gregorian;
+  static const NeverDestroyed<Calendar> gregorian(
+      *Calendar::make("gregorian", TimeZone::make(kZone).value(), Locale("en_US")));
+  return *gregorian;
 }
 
 Date at(double time) {
@@ -116,7 +117,7 @@ void enterICU() {
 
 #if TQ_PEER_QT
 void enterQt() {
-  static const auto& zone = *new QTimeZone(kZone);
+  static const QTimeZone zone(kZone);
   const auto of = [](double time) { return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(time), zone); };
   const auto millis = [](const QDateTime& date) { return static_cast<double>(date.toMSecsSinceEpoch()); };
   enter("start/Qt", [=](double time) { return millis(of(time).date().startOfDay(zone)); });

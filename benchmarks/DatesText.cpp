@@ -182,7 +182,7 @@ void enterDurations() {
 #endif
 }
 
-// Nanoseconds per heading, with as many threads at work as said.
+// Returns nanoseconds per heading, with `threads` at work.
 double headingsBy(int threads) {
   constexpr std::size_t kCount = 200'000;
   std::barrier start(threads + 1);

@@ -5,7 +5,7 @@ namespace {
 
 using Component = Calendar::Component;
 
-// With the interval instead of year and month, as these do not tell a month in a calendar of eras or cycles.
+// By the interval instead of year and month, which do not identify a month in a calendar of eras or cycles.
 Date monthStart(Date now, const Calendar& calendar) {
   const auto month = calendar.dateInterval(Component::month, calendar.startOfDay(now));
   return month ? month->start : now;
@@ -16,7 +16,7 @@ Date movedFromFirstDay(const DateComponents& offset, Date now, const Calendar& c
   const Date first = shared.startOfDay(monthStart(now, calendar));
   const auto moved = calendar.date(offset, first);
   if (!moved) return now;
-  // A first day that begins at 1:00 would hand its wall-clock time on to a day that begins at midnight.
+  // A first day that begins at 1:00 would pass its wall-clock time on to a day that begins at midnight.
   const bool isStartOfDay = calendar.startOfDay(first) == first;
   return isStartOfDay ? calendar.startOfDay(*moved) : *moved;
 }

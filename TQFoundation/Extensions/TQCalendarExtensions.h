@@ -15,7 +15,7 @@ namespace tq {
 ///     const auto lastMonth = videos.made(firstDayOfPreviousMonth(), firstDayOfMonth());
 ///
 /// Each is computed for the moment of the call, in the user's calendar of that moment: two calls around
-/// midnight at the end of a month may be about different months. Every date is the first moment of a day;
+/// midnight at the end of a month may refer to different months. Every date is the first moment of a day;
 /// where the calendar has no result, it is the present moment.
 ///
 /// Thread-safe.
@@ -24,18 +24,18 @@ namespace tq {
 [[nodiscard]] TQ_API Date previousMonth(const Calendar& calendar = Calendar::current(),
                                         const Clock& clock = *Clock::shared());
 
-/// The same, put to the start of its day in `shared`; another moment only after the user's zone has changed
-/// since `currentCalendar` was made. The three below go from here.
+/// Returns the same, moved to the start of its day in `shared`: another moment only if the user's zone has
+/// changed since `currentCalendar` was made. The three below start from here.
 [[nodiscard]] TQ_API Date firstDayOfMonth(const Calendar& calendar = Calendar::current(),
                                           const Clock& clock = *Clock::shared(),
                                           const Calendar& shared = currentCalendar());
 
-/// The current month's last day.
+/// Returns the current month's last day.
 [[nodiscard]] TQ_API Date lastDayOfMonth(const Calendar& calendar = Calendar::current(),
                                          const Clock& clock = *Clock::shared(),
                                          const Calendar& shared = currentCalendar());
 
-/// The first and the last day of the month before.
+/// Return the first and the last day of the month before.
 [[nodiscard]] TQ_API Date firstDayOfPreviousMonth(const Calendar& calendar = Calendar::current(),
                                                   const Clock& clock = *Clock::shared(),
                                                   const Calendar& shared = currentCalendar());
@@ -43,12 +43,12 @@ namespace tq {
                                                  const Clock& clock = *Clock::shared(),
                                                  const Calendar& shared = currentCalendar());
 
-/// Returns how many days the current month has by the calendar, one that the zone skipped included; 0 where
-/// the calendar does not know.
+/// Returns the number of days of the current month by the calendar, a day that the zone skipped included; 0
+/// if the present moment is out of the calendar's range.
 [[nodiscard]] TQ_API std::int64_t numberOfDaysInCurrentMonth(const Calendar& calendar = Calendar::current(),
                                                              const Clock& clock = *Clock::shared());
 
-/// The number of the current month in this calendar, 1 being the first; 0 where it has none.
+/// Returns the 1-based number of the current month in this calendar; 0 if it has none.
 ///
 /// Thread-safe.
 [[nodiscard]] TQ_API std::int64_t month(const Calendar& calendar, const Clock& clock = *Clock::shared());

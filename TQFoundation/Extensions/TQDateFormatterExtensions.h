@@ -22,8 +22,8 @@ namespace tq {
 [[nodiscard]] TQ_API Locale deviceLocale(const Bundle& bundle,
                                          const UserSettingsSource& settings = *UserSettingsSource::shared());
 
-/// The main bundle's as it was at the first use in this process, never destroyed: whatever is headed by dates
-/// speaks one language for as long as the program runs.
+/// Returns the main bundle's as it was at the first use in this process: headings of dates keep one language
+/// for as long as the program runs. Never destroyed.
 ///
 /// Thread-safe.
 [[nodiscard]] TQ_API const Locale& deviceLocale();
@@ -34,16 +34,16 @@ namespace tq {
 ///     label.setText(weekday.string(clip.created()));
 [[nodiscard]] TQ_API DateFormatter dateFormatter(std::string_view dateFormat);
 
-/// The formatter of days, "dd MMM, yyyy", and the one of months, "MMMM yyyy". Made on first use, never
+/// Return the formatter of days, "dd MMM, yyyy", and that of months, "MMMM yyyy". Made on first use, never
 /// destroyed.
 ///
 /// Thread-safe.
 [[nodiscard]] TQ_API const DateFormatter& dayFormatter();
 [[nodiscard]] TQ_API const DateFormatter& monthFormatter();
 
-/// The headings under which a library of media puts what was made at `date`: the day ("05 Mar, 2024") and the
-/// month ("March 2024"), in the language of the application and the user's time zone of this moment. Empty
-/// for what is no date.
+/// Return the headings under which a media library lists what was made at `date`: the day ("05 Mar, 2024")
+/// and the month ("March 2024"), in the language of the application and the user's time zone of this moment.
+/// Empty for what is no date.
 ///
 /// Thread-safe.
 [[nodiscard]] TQ_API std::string libraryDayGroupFormatted(

@@ -154,7 +154,7 @@ TEST(Ordinals, CountFromTheirEraAndDownBeforeIt) {
   EXPECT_EQ(interval(utc("2024-10-27 22:00"), Component::hour, utc("2024-10-26 21:00"), kyiv), 24);
 }
 
-TEST(FarDates, AreAnsweredAsFarAsCalendarsReachAndNoFarther) {
+TEST(FarDates, AreSupportedAsFarAsCalendarsReachAndNoFarther) {
   for (const char* const system : kSystems) {
     const auto calendar = calendarOf(system, "America/New_York");
     for (const double farAway : {1e16, -1e16, 1.83e17, -1.83e17}) {
@@ -176,10 +176,10 @@ TEST(FarDates, AreAnsweredAsFarAsCalendarsReachAndNoFarther) {
   }
 }
 
-TEST(Calendars, AnswerManyThreadsAtOnce) {
+TEST(Calendars, ServeManyThreadsAtOnce) {
   for (const char* const system : {"gregorian", "hebrew", "chinese"}) {
     const auto calendar = calendarOf(system, "Europe/Kyiv");
-    const auto answers = [&calendar] {
+    const auto results = [&calendar] {
       std::vector<std::tuple<Date, Date, std::int64_t, std::int64_t>> all;
       for (Date date = utc("2000-01-01"); date < utc("2012-01-01"); date += 1000h) {
         all.emplace_back(startOfTheDay(date, calendar), calendar.dateInterval(Component::month, date)->end,
@@ -188,10 +188,10 @@ TEST(Calendars, AnswerManyThreadsAtOnce) {
       }
       return all;
     };
-    const auto expected = answers();
+    const auto expected = results();
     std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t) {
-      threads.emplace_back([&, copy = calendar] { EXPECT_EQ(answers(), expected) << system; });
+      threads.emplace_back([&, copy = calendar] { EXPECT_EQ(results(), expected) << system; });
     }
   }
 }

@@ -106,7 +106,7 @@ class IcuDateFormat {
   IcuDateFormat(std::unique_ptr<icu::SimpleDateFormat> format, std::unique_ptr<icu::Calendar> calendar,
                 bool namesZone)
       : format_(std::move(format)), calendar_(std::move(calendar)), namesZone_(namesZone) {
-    if (namesZone_) readZonesByOurRules(*format_);
+    if (namesZone_) internal::readZonesByOurRules(*format_);
   }
 
   [[nodiscard]] IcuDateFormat* clone() const {
@@ -118,7 +118,7 @@ class IcuDateFormat {
   }
 
   std::string text(Date date, const TimeZone& zone) {
-    if (namesZone_) calendar_->adoptTimeZone(icuTimeZone(zone).release());
+    if (namesZone_) calendar_->adoptTimeZone(internal::icuTimeZone(zone).release());
     const Date shown = namesZone_ ? date : zone.wallClock(date);
     UErrorCode status = U_ZERO_ERROR;
     calendar_->setTime(shown.time_since_epoch().count(), status);
@@ -128,7 +128,7 @@ class IcuDateFormat {
   }
 
   std::optional<Date> date(std::string_view from, const TimeZone& zone) {
-    if (namesZone_) calendar_->adoptTimeZone(icuTimeZone(zone).release());
+    if (namesZone_) calendar_->adoptTimeZone(internal::icuTimeZone(zone).release());
     calendar_->clear();
     const icu::UnicodeString text = fromUTF8(from);
     icu::ParsePosition position(0);

@@ -3,7 +3,6 @@
 #include <unicode/calendar.h>
 #include <unicode/gregocal.h>
 #include <unicode/locid.h>
-#include <unicode/strenum.h>
 #include <unicode/timezone.h>
 
 #include <algorithm>
@@ -27,15 +26,10 @@ constexpr double kFarthest = 1.9e17;  // milliseconds; beyond all days that ICU 
 
 using Component = Calendar::Component;
 
+/// Locales keep a calendar keyword only if Unicode's data has the system.
 bool isSystem(std::string_view identifier) {
-  UErrorCode status = U_ZERO_ERROR;
-  const std::unique_ptr<icu::StringEnumeration> known(
-      icu::Calendar::getKeywordValuesForLocale("calendar", icu::Locale::getRoot(), 0, status));
-  if (U_FAILURE(status)) return false;
-  while (const char* const name = known->next(nullptr, status)) {
-    if (identifier == name) return true;
-  }
-  return false;
+  const std::string name = std::string("en@calendar=").append(identifier);
+  return identifier.find(';') == std::string_view::npos && Locale(name).identifier() == name;
 }
 
 std::optional<UCalendarDateFields> fieldOf(Component component) {

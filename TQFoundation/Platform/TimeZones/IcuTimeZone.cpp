@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 using std::chrono::seconds;
@@ -148,7 +148,8 @@ std::unique_ptr<icu::TimeZone> icuTimeZone(const TimeZone& zone) {
 }
 
 void readZonesByOurRules(icu::SimpleDateFormat& format) {
-  format.adoptTimeZoneFormat(new ZoneNames(*format.getTimeZoneFormat()));
+  if (const icu::TimeZoneFormat* const names = format.getTimeZoneFormat())
+    format.adoptTimeZoneFormat(new ZoneNames(*names));
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -7,7 +7,7 @@
 
 #include "TQFoundation/Platform/TimeZones/TimeZone.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// A zone for ICU's calendars and formatters that follows `zone`'s rules, not those of ICU's own database,
 /// and goes by its name.
@@ -16,4 +16,4 @@ namespace tq {
 /// Lets `format` read the names of zones as zones of `icuTimeZone`. Copies of `format` do not inherit that.
 void readZonesByOurRules(icu::SimpleDateFormat& format);
 
-}  // namespace tq
+}  // namespace tq::internal

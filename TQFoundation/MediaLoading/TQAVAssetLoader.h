@@ -112,6 +112,11 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
   [[nodiscard]] static std::shared_ptr<TQAVAssetLoader> initWithVideos(
       Videos videos, std::weak_ptr<TQAVAssetLoadProtocol> withDelegate, TQAVAssetLoaderPorts ports = {});
 
+  /// A temporary would be gone at once: the delegate is held weakly.
+  template <class T>
+  static std::shared_ptr<TQAVAssetLoader> initWithVideos(Videos videos, std::shared_ptr<T>&& temporary,
+                                                         TQAVAssetLoaderPorts ports = {}) = delete;
+
   TQAVAssetLoader(const TQAVAssetLoader&) = delete;
   TQAVAssetLoader& operator=(const TQAVAssetLoader&) = delete;
 
@@ -141,6 +146,8 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
 
   [[nodiscard]] std::shared_ptr<TQAVAssetLoadProtocol> delegate() const { return delegate_.get(); }
   void setDelegate(std::weak_ptr<TQAVAssetLoadProtocol> delegate) { delegate_.set(std::move(delegate)); }
+  template <class T>
+  void setDelegate(std::shared_ptr<T>&& temporary) = delete;
 
   [[nodiscard]] std::int64_t numberOfVideosToDownload() const { return numberOfVideosToDownload_; }
   [[nodiscard]] std::int64_t numberOfVideosDownloaded() const { return numberOfVideosDownloaded_; }

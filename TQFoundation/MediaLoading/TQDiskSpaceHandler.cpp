@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "TQFoundation/Platform/Base/Thread.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Folders/FreeSpace.h"
 
@@ -40,6 +41,8 @@ bool TQDiskSpaceHandler::hasSpaceForCopyingVideo() const {
 
 void TQDiskSpaceHandler::startMonitoringDiskSpace() {
   stopMonitoringDiskSpace();
+  if (!ports_.runLoop && !RunLoop::hasCurrent())
+    internal::abortForWantOf("no run loop on the thread that starts to monitor free space", 0);
   const auto loop = ports_.runLoop ? ports_.runLoop : RunLoop::current();
   diskCheckTimer_ = loop->schedule(kCheckInterval, RunLoop::Repeats::yes,
                                    [self = shared_from_this()] { self->diskSpaceCheck(); });
@@ -51,8 +54,8 @@ void TQDiskSpaceHandler::stopMonitoringDiskSpace() {
 
 void TQDiskSpaceHandler::diskSpaceCheck() {
   if (freeBytes() >= static_cast<std::uint64_t>(minFreeDiskSpaceLimit_)) return;
-  const auto told = delegate();
-  if (told && told->didReachedMinimumDiskSpaceLimit()) stopMonitoringDiskSpace();
+  const auto receiver = delegate();
+  if (receiver && receiver->didReachedMinimumDiskSpaceLimit()) stopMonitoringDiskSpace();
 }
 
 }  // namespace tq

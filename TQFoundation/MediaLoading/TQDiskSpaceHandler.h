@@ -10,21 +10,21 @@
 
 namespace tq {
 
-/// The free space the application wants to keep unless it says otherwise: 300 MiB, in bytes.
+/// The default of the free space that the application wants to keep, in bytes: 300 MiB.
 inline constexpr std::int64_t kMinDiskspace = 314'572'800;
 
-/// Bytes that this user can still write on the volume that holds the Documents folder (where that does not
-/// exist, its nearest existing parent); 0 when the system cannot tell. Thread-safe.
+/// Returns the bytes that this user can still write on the volume that holds the Documents folder (where that
+/// does not exist, its nearest existing parent); 0 if the system does not know. Thread-safe.
 [[nodiscard]] TQ_API std::uint64_t getTotalDiskSpaceInBytes(
     const VolumeInfo& volumes = *VolumeInfo::shared());
 
-/// Hears that the room has become scarce.
+/// Receives the news that space has become scarce.
 class TQ_API TQDiskSpaceHandlerDelegate {
  public:
   virtual ~TQDiskSpaceHandlerDelegate() = default;
 
-  /// The free space is below the handler's minimum. An override answers true, "handled", and monitoring ends
-  /// when it returns, one that the override itself has started anew included. The base answers false and
+  /// The free space is below the handler's minimum. An override returns true, "handled", and monitoring ends
+  /// when it returns, one that the override itself has started anew included. The base returns false and
   /// monitoring goes on.
   virtual bool didReachedMinimumDiskSpaceLimit() { return false; }
 };
@@ -35,14 +35,14 @@ struct TQDiskSpaceHandlerPorts {
   std::shared_ptr<RunLoop> runLoop = nullptr;  ///< Null: that of the thread that starts monitoring.
 };
 
-/// Watches that a device keeps room for video, and answers whether it has some now.
+/// Monitors that a device keeps enough free space for video, and checks it now.
 ///
 ///     auto handler = TQDiskSpaceHandler::make();
 ///     if (!handler->hasAvailableFreeSpace()) return showDiskFull();
 ///     handler->setDelegate(screen);
-///     handler->startMonitoringDiskSpace();      // first look after 10 s, on this thread's run loop
+///     handler->startMonitoringDiskSpace();      // first check after 10 s, on this thread's run loop
 ///
-/// Exactly the minimum is enough for the monitor and not enough for the questions.
+/// A volume with exactly the minimum satisfies the monitor, but not `hasAvailableFreeSpace`.
 ///
 /// Not thread-safe: one thread at a time. While monitoring, the timer keeps the handler alive; the delegate
 /// is called on the thread of the timer's run loop, and may release the handler.
@@ -61,17 +61,24 @@ class TQ_API TQDiskSpaceHandler : public std::enable_shared_from_this<TQDiskSpac
   [[nodiscard]] std::shared_ptr<TQDiskSpaceHandlerDelegate> delegate() const { return delegate_.get(); }
   void setDelegate(std::weak_ptr<TQDiskSpaceHandlerDelegate> delegate) { delegate_.set(std::move(delegate)); }
 
-  /// Whether more than `size` bytes are free. A negative size is read as unsigned: the answer is no.
+  /// A temporary would be gone at once: the delegate is held weakly.
+  template <class T>
+  void setDelegate(std::shared_ptr<T>&& temporary) = delete;
+
+  /// Returns whether more than `size` bytes are free. A negative size is read as unsigned, so it never is.
   [[nodiscard]] bool isAvailableSpaceMoreThanSize(std::int64_t size) const;
 
-  /// Whether more than the minimum is free.
+  /// Returns whether more than the minimum is free.
   [[nodiscard]] bool hasAvailableFreeSpace() const;
 
-  /// The same, compared as floating point numbers: with a negative minimum the answer is yes.
+  /// The same, compared as floating point numbers: true with a negative minimum.
   [[nodiscard]] bool hasSpaceForCopyingVideo() const;
 
-  /// Looks at the free space every 10 s, first in 10 s, and tells the delegate once when it is below the
-  /// minimum. A monitoring that runs is started over.
+  /// Checks the free space every 10 s, first in 10 s, and calls the delegate once it is below the minimum: at
+  /// most once per start. Monitoring that is under way is started over.
+  ///
+  /// Precondition: the ports name a run loop, or the calling thread has one (`RunLoop::hasCurrent`). Without
+  /// it no check would ever come, so the program is aborted with a sentence.
   void startMonitoringDiskSpace();
   void stopMonitoringDiskSpace();
 

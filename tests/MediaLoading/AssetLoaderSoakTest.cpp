@@ -249,5 +249,34 @@ TEST(AssetLoaderSoak, AnEndAndACancelOfTheSameMomentAreToldAsOneOfTheTwo) {
   EXPECT_LT(cancelled, runs);
 }
 
+// Each of these loads holds a background thread, in a hand-off to the main queue, which is not drained yet.
+// 64 is how many tasks run side by side.
+TEST(AssetLoaderSoak, AsManyLoadsAsThereAreThreadsStopNoQueueWhileTheMainQueueIsNotDrained) {
+  const auto photos = FakeImageManager::make();
+  for (int i = 0; i < 4; ++i) photos->add(std::to_string(i), {.progress = {0.5}});
+  const TQAVAssetLoaderPorts ports{.photos = photos,
+                                   .volumes = std::make_shared<FixedVolumeInfo>(kMinDiskspace + 1)};
+  for (const std::size_t count : {64U, 200U}) {
+    std::atomic<std::size_t> completed = 0;
+    struct Screen final : TQAVAssetLoadProtocol {
+      explicit Screen(std::atomic<std::size_t>& count) : completions(count) {}
+      void loadingStarted() override {}
+      void loadingProgress(double) override {}
+      void loadingCompleted(const TQLoadedAssets&) override { ++completions; }
+      void loadingFailedWithError(const NSError&) override {}
+      void loadingCancelled() override {}
+      std::atomic<std::size_t>& completions;
+    };
+    const auto screen = std::make_shared<Screen>(completed);
+    for (std::size_t i = 0; i < count; ++i)
+      TQAVAssetLoader::initWithVideos(photos->videos(), screen, ports)->startLoad();
+    const auto passed = std::make_shared<std::atomic<bool>>(false);
+    std::thread([passed] { DispatchQueue::serial()->sync([&] { *passed = true; }); }).detach();
+    EXPECT_TRUE(eventually([&] { return passed->load(); }));
+    EXPECT_EQ(completed, 0U);
+    EXPECT_TRUE(runMainQueueUntil([&] { return completed == count; }));
+  }
+}
+
 }  // namespace
 }  // namespace tq::tests

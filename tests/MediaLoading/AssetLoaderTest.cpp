@@ -42,6 +42,17 @@ class Screen final : public TQAVAssetLoadProtocol {
   const Step step;
 };
 
+// No loader on the stack, and no delegate that is gone before the call returns.
+static_assert(!std::is_constructible_v<TQAVAssetLoader, TQAVAssetLoader::Videos,
+                                       std::weak_ptr<TQAVAssetLoadProtocol>, TQAVAssetLoaderPorts>);
+template <class Delegate>
+concept CanBeDelegate = requires(Delegate&& delegate, TQAVAssetLoader& loader) {
+  TQAVAssetLoader::initWithVideos({}, std::forward<Delegate>(delegate));
+  loader.setDelegate(std::forward<Delegate>(delegate));
+};
+static_assert(CanBeDelegate<std::shared_ptr<Screen>&> && CanBeDelegate<std::weak_ptr<Screen>> &&
+              !CanBeDelegate<std::shared_ptr<Screen>>);
+
 // A photo library that lets a test step in before a new request's identifier is known, and before a cancel.
 class SteppedInto final : public PHImageManager {
  public:

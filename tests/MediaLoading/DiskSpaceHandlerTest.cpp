@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 #include "TQFoundationTesting/FixedVolumeInfo.h"
 #include "TQFoundationTesting/ManualQueue.h"
@@ -86,6 +88,20 @@ TEST_F(DiskSpaceHandler, AnotherStartBeginsTheIntervalAnewWithOneTimer) {
   handler_->stopMonitoringDiskSpace();
   loop_->advance(1h);
   EXPECT_EQ(volume_->queries(), 1);
+}
+
+TEST(DiskSpaceHandlerThreads, WithoutARunLoopAreRefusedAloud) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto start = [](bool hasLoop) {
+    std::thread([hasLoop] {
+      const auto loop = hasLoop ? RunLoop::current() : nullptr;
+      const auto handler = TQDiskSpaceHandler::make();
+      handler->startMonitoringDiskSpace();
+      handler->stopMonitoringDiskSpace();
+    }).join();
+  };
+  EXPECT_DEATH(start(false), "TQFoundation: no run loop on the thread");
+  start(true);
 }
 
 TEST(FreeSpace, IsAskedOfTheNearestFolderThatExists) {

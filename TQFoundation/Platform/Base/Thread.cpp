@@ -37,8 +37,9 @@ bool startThread(const char* name, std::function<void()> body) {
 }
 
 void abortForWantOf(std::string_view missing, int systemError) {
-  std::cerr << "TQFoundation: " << missing << ": " << std::generic_category().message(systemError)
-            << std::endl;
+  std::cerr << "TQFoundation: " << missing;
+  if (systemError != 0) std::cerr << ": " << std::generic_category().message(systemError);
+  std::cerr << std::endl;
   std::abort();
 }
 

@@ -10,7 +10,8 @@ namespace tq::internal {
 [[nodiscard]] bool startThread(const char* name, std::function<void()> body);
 
 /// Writes "TQFoundation: MISSING: REASON" to standard error and aborts. For what the library cannot go on
-/// without, and whose lack would otherwise show as a wait without an end.
+/// without, and whose lack would otherwise show as a wait without an end. No reason is written when
+/// `systemError` is 0.
 [[noreturn]] void abortForWantOf(std::string_view missing, int systemError);
 
 }  // namespace tq::internal

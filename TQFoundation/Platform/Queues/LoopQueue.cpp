@@ -28,6 +28,12 @@ std::uint64_t currentThread() {
 // this static is made, so on that very thread.
 const std::uint64_t kLoadingThread = currentThread();
 
+// Of this thread; null until it is asked for.
+std::shared_ptr<LoopQueue>& ownLoop() {
+  thread_local std::shared_ptr<LoopQueue> loop;
+  return loop;
+}
+
 }  // namespace
 
 // A byte lies in the pipe exactly while `readable` was last set to true.
@@ -71,12 +77,16 @@ const std::shared_ptr<LoopQueue>& DispatchQueue::main() {
 
 std::shared_ptr<LoopQueue> LoopQueue::current() {
   if (const auto& mainQueue = DispatchQueue::main(); mainQueue->isCurrent()) return mainQueue;
-  thread_local const auto own = [] {
-    auto made = make();
-    made->adopt();
-    return made;
-  }();
+  auto& own = ownLoop();
+  if (!own) {
+    own = make();
+    own->adopt();
+  }
   return own;
+}
+
+bool RunLoop::hasCurrent() {
+  return DispatchQueue::main()->isCurrent() || ownLoop();
 }
 
 std::shared_ptr<RunLoop> RunLoop::current() {

@@ -47,6 +47,10 @@ class TQ_API RunLoop {
   /// The calling thread's loop: the main queue on its thread (see `DispatchQueue::main`), else a `LoopQueue`
   /// of the thread's own.
   [[nodiscard]] static std::shared_ptr<RunLoop> current();
+
+  /// Returns whether the calling thread has a loop that may be run: it is the main queue's thread, or has
+  /// called `current` before.
+  [[nodiscard]] static bool hasCurrent();
 };
 
 }  // namespace tq

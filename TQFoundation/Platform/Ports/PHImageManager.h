@@ -13,7 +13,7 @@
 
 namespace tq {
 
-/// A video of a photo library, by the name the library knows it by.
+/// A video of a photo library, by its identifier there.
 ///
 /// Hosts may derive from it to carry their library's own handle. Immutable after construction; share freely.
 class TQ_API PHAsset {
@@ -33,7 +33,7 @@ class TQ_API PHAsset {
 /// Names a request while it runs; 0 names none.
 using PHImageRequestID = std::int32_t;
 
-/// What a library says beside a progress or a result.
+/// What a library reports beside a progress or a result.
 struct PHImageInfo {
   std::optional<NSError> error = {};  ///< Why there is no asset.
   bool cancelled = false;             ///< The request was cancelled.
@@ -75,7 +75,7 @@ class TQ_API PHImageManager {
 
   virtual ~PHImageManager() = default;
 
-  /// Starts fetching the playable asset of `video` and answers the request's id, never 0.
+  /// Starts fetching the playable asset of `video` and returns the request's id, never 0.
   virtual PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> video,
                                                   PHVideoRequestOptions options,
                                                   ResultHandler resultHandler) = 0;
@@ -83,7 +83,7 @@ class TQ_API PHImageManager {
   /// Cancels a running request; an id that has ended or never was does nothing.
   virtual void cancelImageRequest(PHImageRequestID request) = 0;
 
-  /// The library of this machine's user. Made on first use, never destroyed.
+  /// The library of this machine's user. Created on first use, never destroyed.
   ///
   /// Defined in the target that brings a library (`TQFoundation::DirectoryPhotoLibrary`, or the host's own):
   /// a program that always names its library need not link one.

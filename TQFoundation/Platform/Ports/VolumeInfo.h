@@ -9,24 +9,24 @@
 
 namespace tq {
 
-/// Answers how much room a volume has left.
+/// Reports the free space of volumes.
 ///
 ///     const auto free = VolumeInfo::shared()->freeBytes("/data");
 ///     if (free.value_or(0) < needed) return showDiskFull();
 ///
-/// A free figure is a snapshot: another process may use the room before the caller does. Nobody may
-/// conclude from it that a later write succeeds.
+/// A result is a snapshot: another process may use the space before the caller does, so a later write can
+/// still fail.
 ///
 /// Thread-safe.
 class TQ_API VolumeInfo {
  public:
   virtual ~VolumeInfo() = default;
 
-  /// Bytes that an unprivileged user can still write on the volume that holds `path`, or absent when the
-  /// system cannot tell (no such path, unreadable, a file system without block counts).
+  /// Returns the bytes that an unprivileged user can still write on the volume that holds `path`, or nullopt
+  /// if the system does not know (no such path, not readable, a file system without block counts).
   [[nodiscard]] virtual std::optional<std::uint64_t> freeBytes(const std::filesystem::path& path) const = 0;
 
-  /// The machine's own volumes. Made on first use, never destroyed.
+  /// The volumes of this machine. Created on first use, never destroyed.
   [[nodiscard]] static const std::shared_ptr<const VolumeInfo>& shared();
 };
 

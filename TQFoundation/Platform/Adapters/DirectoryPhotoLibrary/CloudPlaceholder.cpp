@@ -4,26 +4,20 @@
 #include <string_view>
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/RegularFile.h"
+#include "TQFoundation/Platform/Base/Text.h"
 
 namespace tq::internal {
 namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{8} * 1024;
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-constexpr std::string_view kBlanks = " \t\r";
 
-// The file's text is not part of the reason: the file may be a link to something that nobody may be shown.
+// The file's text is not part of the reason: the file may be a link to something secret.
 CloudPlaceholder refuse(const std::filesystem::path& file, std::string_view reason) {
   return {
       .original = std::nullopt,
       .error = makeError(NSCocoaErrorDomain, NSFileReadCorruptFileError,
                          "the placeholder " + file.string() + " names no original: " + std::string(reason))};
-}
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 }  // namespace

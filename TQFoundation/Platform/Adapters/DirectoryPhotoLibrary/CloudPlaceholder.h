@@ -8,14 +8,14 @@
 
 namespace tq::internal {
 
-/// What a placeholder file says: where the original is, or why it does not tell.
+/// What a placeholder file contains: where the original is, or why that is unknown.
 struct CloudPlaceholder {
   std::optional<URL> original;
   std::optional<NSError> error;
 };
 
 /// Reads the placeholder `file`: the URL of its first line, which is http or https. Blanks around the URL, a
-/// carriage return and a byte order mark are passed over; of the file no more than 8 KiB is read.
+/// carriage return and a byte order mark are skipped; no more than 8 KiB of the file is read.
 ///
 /// Thread-safe.
 [[nodiscard]] CloudPlaceholder readCloudPlaceholder(const std::filesystem::path& file);

@@ -60,6 +60,15 @@ TEST(Headings, AreInTheWordsDigitsAndCalendarOfTheLanguage) {
   EXPECT_EQ(formatter("''dd'd' yyyy").string(utc("1600-01-01"), user), "'01d 1600");
 }
 
+TEST(Headings, InALanguageWithoutDataAreNotInTheProcesssDefaultLanguage) {
+  const icu::Locale before;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::Locale::setDefault(icu::Locale("de"), status);
+  EXPECT_EQ(formatter(kDay, "la_VA").string(utc("2024-03-05"), ManualUserSettings()), "05 Mar, 2024");
+  EXPECT_EQ(Locale("tlh").identifier(), "en_US_POSIX");
+  icu::Locale::setDefault(before, status);
+}
+
 TEST(Headings, AreReadBackInEveryLocale) {
   const ManualUserSettings user(in("UTC"));
   std::vector<Date> dates = {utc("1599-12-31 23:59:59"), utc("1582-10-15"), utc("1582-10-04"),

@@ -4,6 +4,7 @@
 #include <unicode/locid.h>
 #include <unicode/numsys.h>
 #include <unicode/strenum.h>
+#include <unicode/ures.h>
 
 #include <algorithm>
 #include <memory>
@@ -49,6 +50,14 @@ bool isNumbering(const std::string& name) {
   return U_SUCCESS(status) && system != nullptr;
 }
 
+// For a language without data ICU takes that of the process's default locale.
+bool isInData(const char* language) {
+  if (*language == '\0') return false;
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::LocalUResourceBundlePointer data(ures_open(nullptr, language, &status));
+  return U_SUCCESS(status) && status != U_USING_DEFAULT_WARNING;
+}
+
 void keepKeyword(const icu::Locale& from, icu::Locale& to, const char* keyword,
                  bool (*isKnown)(const std::string&)) {
   UErrorCode status = U_ZERO_ERROR;
@@ -60,7 +69,7 @@ void keepKeyword(const icu::Locale& from, icu::Locale& to, const char* keyword,
 std::string usualName(std::string_view name) {
   if (name.size() > kLongestName || !std::all_of(name.begin(), name.end(), isNameCharacter)) return kNeutral;
   const icu::Locale given(std::string(name).c_str());
-  if (given.isBogus() || *given.getISO3Language() == '\0') return kNeutral;
+  if (given.isBogus() || !isInData(given.getLanguage())) return kNeutral;
   const std::string_view base = given.getBaseName();
   const std::size_t end = base.find_last_not_of('_', base.find('@') - 1);
   icu::Locale locale(std::string(base.substr(0, end + 1)).c_str());

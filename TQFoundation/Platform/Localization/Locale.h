@@ -16,7 +16,7 @@ namespace tq {
 ///     const Locale user = UserSettingsSource::shared()->current()->dates;
 ///
 /// Names come from folders and from the environment, so whatever is not the name of a language that Unicode's
-/// locale data knows of is the neutral locale "en_US_POSIX".
+/// locale data covers ("la" is Latin, and is not covered) is the neutral locale "en_US_POSIX".
 ///
 /// Immutable after construction; share freely.
 class TQ_API Locale {

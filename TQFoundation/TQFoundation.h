@@ -2,6 +2,7 @@
 
 /// The whole library. A screen that wants one class includes that class's header instead.
 
+#include "TQFoundation/Extensions/SettingsNotifications.h"
 #include "TQFoundation/Extensions/TQAction.h"
 #include "TQFoundation/Extensions/TQActionConstants.h"
 #include "TQFoundation/Extensions/TQArrayExtensions.h"

@@ -11,7 +11,7 @@ namespace tq {
 ///
 /// Whoever posts and whoever observes use the same constant. What travels is the text, and some texts differ
 /// from their constant's name in a capital or in wording: the constant is the only spelling code should know.
-/// The library posts `reachabilityChanged` alone, and none carries further values.
+/// Of these the library posts `reachabilityChanged` alone, and none carries further values.
 ///
 /// Immutable after construction; share freely. The constants need no initialisation at run time.
 namespace NotificationName {

@@ -1,4 +1,5 @@
-// The user's settings: what every source promises, and what the default reads where.
+// The user's settings: what every source promises, what the default reads where, and what is posted of
+// changes.
 
 #include <gtest/gtest.h>
 
@@ -8,9 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "TQFoundation/Extensions/SettingsNotifications.h"
 #include "TQFoundation/Platform/Adapters/Posix/EnvironmentSettings.h"
+#include "TQFoundationTesting/ManualClock.h"
+#include "TQFoundationTesting/ManualQueue.h"
 #include "TQFoundationTesting/ManualUserSettings.h"
 #include "tests/contract/UserSettingsContract.h"
+#include "tests/support/Dates.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -18,6 +23,7 @@ namespace tq::tests {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using Strings = std::vector<std::string>;
 
 const char* otherZone(const TimeZone& zone) {
@@ -105,6 +111,67 @@ TEST(EnvironmentSettings, TakeEachPartFromTheFirstVariableThatSaysSomething) {
     EXPECT_EQ(settings->languages, each.languages) << shown;
     EXPECT_EQ(settings->timeZone.identifier(), each.zone) << shown;
   }
+}
+
+/// A user, a clock and a queue that are moved together, and what is posted meanwhile.
+struct Posts {
+  std::shared_ptr<ManualUserSettings> user = std::make_shared<ManualUserSettings>();
+  std::shared_ptr<ManualClock> clock;
+  std::shared_ptr<ManualQueue> queue = std::make_shared<ManualQueue>();
+  std::shared_ptr<NSNotificationCenter> center = std::make_shared<NSNotificationCenter>();
+  Strings posted;
+
+  explicit Posts(Date now) : clock(std::make_shared<ManualClock>(now)) {
+    center->addObserver(this, [this](const NSNotification& notification) {
+      posted.emplace_back(notification.name().rawValue());
+    });
+  }
+  Strings after(std::chrono::nanoseconds time) {
+    posted.clear();
+    clock->set(clock->now() + std::chrono::duration_cast<Date::duration>(time));
+    queue->advance(time);
+    return posted;
+  }
+  Strings after(UserSettings settings) {
+    user->set(std::move(settings));
+    return after(std::chrono::nanoseconds(0));
+  }
+};
+
+TEST(SettingsNotifications, PostTheLocaleTheZoneAndEachNewDay) {
+  const auto in = [](const char* zone) { return *TimeZone::make(zone); };
+  Posts posts(utc("2024-03-29 21:59"));
+  posts.user->set({.timeZone = in("Europe/Kyiv")});
+  auto notifications = SettingsNotifications::make({posts.user, posts.clock, posts.queue, posts.center});
+  const Strings none, day = {"DayDidChange"};
+  EXPECT_EQ(posts.after(59s), none);
+  EXPECT_EQ(posts.after(1s), day);  // the 30th
+  EXPECT_EQ(posts.after(24h), day);
+  EXPECT_EQ(posts.after(23h - 1s), none);
+  EXPECT_EQ(posts.after(1s), day);  // clocks went forward on the 31st
+  EXPECT_EQ(posts.after({.timeZone = in("Asia/Tokyo")}),
+            Strings{"TimeZoneDidChange"});  // 06:00 of the same day
+  EXPECT_EQ(posts.after({.dates = Locale("de"), .timeZone = in("Asia/Tokyo")}), Strings{"LocaleDidChange"});
+  EXPECT_EQ(posts.after({.dates = Locale("de"), .timeZone = in("Asia/Tokyo")}), none);
+  EXPECT_EQ(posts.after(18h - 1s), none);  // the timer for Kyiv's midnight is none for Tokyo's
+  EXPECT_EQ(posts.after(1s), day);
+  EXPECT_EQ(posts.after({.timeZone = in("America/Havana")}),
+            (Strings{"LocaleDidChange", "TimeZoneDidChange", "DayDidChange"}));  // a day before
+  posts.clock->set(posts.clock->now() + 30h);                                    // asleep: no timer has run
+  notifications->check();
+  EXPECT_EQ(posts.after(0s), day);
+  notifications.reset();
+  EXPECT_EQ(posts.after({.languages = {"uk"}}), none);
+  EXPECT_EQ(posts.after(48h), none);
+}
+
+TEST(SettingsNotifications, AwaitTheSecondOfTwoMidnights) {
+  Posts posts(utc("2010-11-07 02:40"));  // 23:10 in St. John's: at 00:01 clocks went back to 23:01
+  posts.user->set({.timeZone = *TimeZone::make("America/St_Johns")});
+  const auto notifications =
+      SettingsNotifications::make({posts.user, posts.clock, posts.queue, posts.center});
+  EXPECT_EQ(posts.after(50min - 1s), Strings());
+  EXPECT_EQ(posts.after(1s), Strings{"DayDidChange"});
 }
 
 TEST(EnvironmentSettings, FollowTheZoneFileUnlessTheVariableIsSet) {

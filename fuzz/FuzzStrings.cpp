@@ -7,7 +7,7 @@
 #include <string_view>
 #include <variant>
 
-#include "TQFoundation/Platform/Localization/StringsTable.h"
+#include "TQFoundation/Platform/Resources/StringsTable.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
 
 #include "TQFoundation/Platform/Base/NeverDestroyed.h"
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 
 namespace tq {
 

@@ -6,7 +6,7 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Formatting/DateFormatter.h"
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 #include "TQFoundation/Platform/Ports/UserSettings.h"
 

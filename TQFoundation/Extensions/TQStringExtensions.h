@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "TQFoundation/Platform/Base/Export.h"
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundation/Platform/Ports/UserSettings.h"
 
 namespace tq {

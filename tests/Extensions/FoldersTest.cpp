@@ -16,7 +16,7 @@
 
 #include "TQFoundation/Extensions/TQFileManagerExtensions.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundation/Platform/Log/Log.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -15,7 +15,7 @@
 #include "TQFoundation/Extensions/TQDateFormatterExtensions.h"
 #include "TQFoundation/Extensions/TQDurationExtensions.h"
 #include "TQFoundation/Extensions/TQStringExtensions.h"
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundationTesting/ManualUserSettings.h"
 #include "tests/support/ClockChanges.h"
 #include "tests/support/Dates.h"

@@ -16,7 +16,7 @@
 #include "TQFoundation/Platform/Base/Text.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 #include "TQFoundation/Platform/Folders/StandardFolder.h"
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 
 namespace tq {
 namespace {

@@ -1,4 +1,4 @@
-#include "TQFoundation/Platform/Localization/StringsTable.h"
+#include "TQFoundation/Platform/Resources/StringsTable.h"
 
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>

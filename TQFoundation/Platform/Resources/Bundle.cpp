@@ -1,4 +1,4 @@
-#include "TQFoundation/Platform/Localization/Bundle.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 
 #include <unicode/localematcher.h>
 #include <unicode/locid.h>
@@ -12,8 +12,8 @@
 #include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Base/ProgramPath.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
-#include "TQFoundation/Platform/Localization/StringsTable.h"
 #include "TQFoundation/Platform/Log/Log.h"
+#include "TQFoundation/Platform/Resources/StringsTable.h"
 
 namespace tq {
 namespace {

@@ -6,9 +6,9 @@
 #include "TQFoundation/Platform/Base/Date.h"
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Formatting/DateFormatter.h"
-#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundation/Platform/Localization/Locale.h"
 #include "TQFoundation/Platform/Ports/UserSettings.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 
 namespace tq {
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Folders/FreeSpace.h"
 #include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
@@ -27,8 +28,8 @@ UIDevice::UIDevice(std::shared_ptr<const VolumeInfo> volumes,
     : volumes_(std::move(volumes)), settings_(std::move(settings)) {}
 
 const UIDevice& UIDevice::currentDevice() {
-  static const auto& device = *new UIDevice;
-  return device;
+  static const NeverDestroyed<UIDevice> device;
+  return *device;
 }
 
 Model UIDevice::type(const DeviceInfo& device) {
@@ -40,14 +41,14 @@ Model UIDevice::type(const DeviceInfo& device) {
 }
 
 const std::string& UIDevice::deviceLanguage() {
-  static const auto& language =
-      *new std::string(withoutKeywords(UserSettingsSource::shared()->current()->messages.identifier()));
-  return language;
+  static const NeverDestroyed<std::string> language(
+      withoutKeywords(UserSettingsSource::shared()->current()->messages.identifier()));
+  return *language;
 }
 
 const std::string& UIDevice::osVersion() {
-  static const auto& version = *new std::string(DeviceInfo::shared()->systemVersion());
-  return version;
+  static const NeverDestroyed<std::string> version(DeviceInfo::shared()->systemVersion());
+  return *version;
 }
 
 std::int64_t UIDevice::freeDiskSpaceInBytes() const {

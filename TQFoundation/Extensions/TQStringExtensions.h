@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "TQFoundation/Platform/Base/Export.h"
-#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundation/Platform/Ports/UserSettings.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 
 namespace tq {
 

@@ -16,8 +16,8 @@
 
 #include "TQFoundation/Extensions/TQFileManagerExtensions.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
-#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "TQFoundation/Platform/Log/Log.h"
+#include "TQFoundation/Platform/Resources/Bundle.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tq::tests {

@@ -109,17 +109,6 @@ TEST_F(Localized, SpeaksTheLanguageThatSuitsTheUserBest) {
   EXPECT_EQ(Bundle(folder_.path()).preferredLocalizations({"ja"}).front(), "en");
 }
 
-TEST(PreferredLanguages, AreWhatTheEnvironmentSaysInItsOrder) {
-  const EnvironmentVariable language("LANGUAGE", "de_AT:fr::C");
-  const EnvironmentVariable all("LC_ALL", "");
-  const EnvironmentVariable messages("LC_MESSAGES", "nb_NO.UTF-8@euro");
-  const EnvironmentVariable lang("LANG", "sv_SE");
-  EXPECT_EQ(Bundle::preferredLanguages(), (std::vector<std::string>{"de_AT", "fr", "nb_NO"}));
-  const EnvironmentVariable none("LANGUAGE", "");
-  const EnvironmentVariable posix("LC_ALL", "C.UTF-8");
-  EXPECT_TRUE(Bundle::preferredLanguages().empty());
-}
-
 TEST_F(Localized, IsCallableFromAnyThread) {
   write("en", "k = v;");
   std::optional<Bundle> bundle(folder_.path());

@@ -8,11 +8,11 @@
 #include <utility>
 #include <variant>
 
-#include "TQFoundation/Platform/Base/Environment.h"
 #include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Base/ProgramPath.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 #include "TQFoundation/Platform/Log/Log.h"
+#include "TQFoundation/Platform/Ports/UserSettings.h"
 #include "TQFoundation/Platform/Resources/StringsTable.h"
 
 namespace tq {
@@ -27,12 +27,6 @@ constexpr std::string_view kIdentifierKey = "CFBundleIdentifier";
 constexpr std::size_t kLongestIdentifier = 100;
 constexpr std::size_t kLargestTable = std::size_t{16} << 20;
 constexpr const char* kLastResort = "en";
-
-// A language's name as in "de_AT.UTF-8@euro": what follows it says nothing about the language.
-void appendLanguage(std::vector<std::string>& languages, std::string_view name) {
-  name = name.substr(0, name.find_first_of(".@"));
-  if (!name.empty() && name != "C" && name != "POSIX") languages.emplace_back(name);
-}
 
 // To the matcher all names of nothing are the same, and so a match.
 bool isLanguage(const icu::Locale& locale) {
@@ -138,35 +132,23 @@ Bundle::Bundle(const fs::path& folder, const std::vector<std::string>& languages
 }
 
 const Bundle& Bundle::main() {
-  static const auto* const bundle = new Bundle(mainFolder());
+  static const NeverDestroyed<Bundle> bundle(mainFolder());
   return *bundle;
 }
 
 // Folders are asked for by log sinks as well: what is logged here would come back here.
 const std::string& Bundle::mainIdentifier() {
-  static const auto* const identifier = [] {
+  static const NeverDestroyed<std::string> identifier([] {
     const auto bytes = readSmallFile(mainFolder() / kInfoName, kLargestTable);
     const auto parsed = parseStringsTable(bytes.value_or(""));
     const auto* const info = std::get_if<StringsTable>(&parsed);
-    return new std::string(info != nullptr ? identifierIn(*info) : "");
-  }();
+    return info != nullptr ? identifierIn(*info) : std::string();
+  }());
   return *identifier;
 }
 
-std::vector<std::string> Bundle::preferredLanguages() {
-  std::vector<std::string> languages;
-  for (std::string_view list = environmentVariable("LANGUAGE").value_or(""); !list.empty();) {
-    const std::size_t end = list.find(':');
-    appendLanguage(languages, list.substr(0, end));
-    list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
-  }
-  for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const std::string_view name = environmentVariable(variable).value_or("");
-    if (name.empty()) continue;
-    appendLanguage(languages, name);
-    break;
-  }
-  return languages;
+std::vector<std::string> Bundle::userLanguages() {
+  return UserSettingsSource::shared()->current()->languages;
 }
 
 std::vector<std::string> Bundle::preferredLocalizations(const std::vector<std::string>& languages) const {

@@ -44,25 +44,20 @@ class TQ_API Bundle {
   /// The best match is that of Unicode's locale matching, so that "de-AT" is served by "de", and "zh-TW" by
   /// "zh-Hant"; "en" where no language matches, and no table where there is none of that either.
   explicit Bundle(const std::filesystem::path& folder,
-                  const std::vector<std::string>& languages = preferredLanguages());
+                  const std::vector<std::string>& languages = userLanguages());
 
-  /// The program's own: the folder "Resources" beside its file. Made on first use, never destroyed.
+  /// The program's own: the folder "Resources" beside its file, in the languages that the user has at the
+  /// first use. Never destroyed.
   [[nodiscard]] static const Bundle& main();
 
   /// What `main().identifier()` answers, without reading the program's texts. Read once; never logs.
   [[nodiscard]] static const std::string& mainIdentifier();
 
-  /// The languages that the environment asks for, best first: those of `LANGUAGE`, then the first that is set
-  /// of `LC_ALL`, `LC_MESSAGES` and `LANG`. "C" and "POSIX" ask for none.
-  ///
-  /// Thread-safe except against concurrent setenv().
-  [[nodiscard]] static std::vector<std::string> preferredLanguages();
-
   /// The languages of this bundle that suit who wants `languages`, the best match first; "en" where there is
-  /// none. The first of them is the program's own language. By default matched afresh with the languages that
-  /// the environment asks for; which tables there are is what there was when the bundle was made.
+  /// none. The first of them is the program's own language. By default matched afresh with the user's
+  /// languages of this moment; which tables there are is what there was when the bundle was made.
   [[nodiscard]] std::vector<std::string> preferredLocalizations(
-      const std::vector<std::string>& languages = preferredLanguages()) const;
+      const std::vector<std::string>& languages = userLanguages()) const;
 
   /// The bundle's name for machines, empty when it has none.
   [[nodiscard]] const std::string& identifier() const { return identifier_; }
@@ -71,6 +66,8 @@ class TQ_API Bundle {
   [[nodiscard]] std::string localizedString(std::string_view key) const;
 
  private:
+  [[nodiscard]] static std::vector<std::string> userLanguages();
+
   std::vector<std::string> localizations_;
   std::shared_ptr<const std::map<std::string, std::string, std::less<>>> strings_;
   std::string identifier_;

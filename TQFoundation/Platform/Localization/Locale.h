@@ -22,7 +22,7 @@ namespace tq {
 class TQ_API Locale {
  public:
   /// The locale of this name, its parts joined by "_" or "-". After "@" the keywords `calendar` and `numbers`
-  /// may stand, separated by ";"; others, and values that nobody knows, are left out.
+  /// may stand, separated by ";"; others, and unknown values, are left out.
   explicit Locale(std::string_view identifier);
 
   /// The name in its usual form: "pt-BR" is "pt_BR".

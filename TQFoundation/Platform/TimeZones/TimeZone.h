@@ -32,7 +32,7 @@ class ZoneRules;
 /// Immutable after construction; share freely. Copies are cheap.
 class TQ_API TimeZone {
  public:
-  /// The zone of this name ("Europe/Kyiv", "UTC", "Etc/GMT+5"), or absent when nobody knows it.
+  /// The zone of this name ("Europe/Kyiv", "UTC", "Etc/GMT+5"), or nullopt when it is unknown.
   [[nodiscard]] static std::optional<TimeZone> make(std::string_view identifier);
 
   [[nodiscard]] static const TimeZone& utc();

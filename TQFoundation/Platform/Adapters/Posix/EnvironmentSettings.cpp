@@ -124,7 +124,7 @@ Subscription EnvironmentSettings::observe(std::shared_ptr<DispatchQueue> queue,
   return subscription;
 }
 
-// Each look arms the next one, and only while somebody observes: without observers nothing wakes up.
+// Each look arms the next one, and only while there are subscriptions: without them nothing wakes up.
 void EnvironmentSettings::lookEachSecond() {
   DispatchQueue::global()->after(kBetweenLooks, [weak = weak_from_this()] {
     const auto self = weak.lock();

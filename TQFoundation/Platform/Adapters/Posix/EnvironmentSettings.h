@@ -23,8 +23,8 @@ namespace tq {
 /// | `timeZone`    | TZ, also where it is empty; the zone file                                        |
 ///
 /// The environment is read when this is made and by `refresh`, and at no other time. A change of the zone
-/// file is noticed within a second: by the next call of `current`, or by a look each second while somebody
-/// observes.
+/// file is noticed within a second: by the next call of `current`, or by a look each second while there
+/// are subscriptions.
 ///
 /// Thread-safe; making it and `refresh` except against concurrent setenv().
 class TQ_API EnvironmentSettings final : public UserSettingsSource,

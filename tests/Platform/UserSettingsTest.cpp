@@ -11,7 +11,6 @@
 
 #include "TQFoundation/Extensions/SettingsNotifications.h"
 #include "TQFoundation/Platform/Adapters/Posix/EnvironmentSettings.h"
-#include "TQFoundationTesting/ManualClock.h"
 #include "TQFoundationTesting/ManualQueue.h"
 #include "TQFoundationTesting/ManualUserSettings.h"
 #include "tests/contract/UserSettingsContract.h"
@@ -113,36 +112,45 @@ TEST(EnvironmentSettings, TakeEachPartFromTheFirstVariableThatSaysSomething) {
   }
 }
 
-/// A user, a clock and a queue that are moved together, and what is posted meanwhile.
+/// The clock of a queue that stood at `start` when the queue began. Each look takes two readings.
+struct QueueClock final : Clock {
+  std::shared_ptr<ManualQueue> queue = std::make_shared<ManualQueue>();
+  Date start;
+  mutable int readings = 0;
+  [[nodiscard]] Date now() const override { return ++readings, start + queue->now(); }
+};
+
+/// A user and a clock, and what is posted meanwhile.
 struct Posts {
   std::shared_ptr<ManualUserSettings> user = std::make_shared<ManualUserSettings>();
-  std::shared_ptr<ManualClock> clock;
-  std::shared_ptr<ManualQueue> queue = std::make_shared<ManualQueue>();
+  std::shared_ptr<QueueClock> clock = std::make_shared<QueueClock>();
   std::shared_ptr<NSNotificationCenter> center = std::make_shared<NSNotificationCenter>();
+  std::shared_ptr<SettingsNotifications> notifications;
   Strings posted;
 
-  explicit Posts(Date now) : clock(std::make_shared<ManualClock>(now)) {
+  Posts(Date now, const char* zone) {
+    clock->start = now;
+    user->set({.timeZone = *TimeZone::make(zone)});
+    notifications = SettingsNotifications::make({user, clock, clock->queue, center});
     center->addObserver(this, [this](const NSNotification& notification) {
       posted.emplace_back(notification.name().rawValue());
     });
   }
   Strings after(std::chrono::nanoseconds time) {
     posted.clear();
-    clock->set(clock->now() + std::chrono::duration_cast<Date::duration>(time));
-    queue->advance(time);
+    clock->readings = 0;
+    clock->queue->advance(time);
     return posted;
   }
   Strings after(UserSettings settings) {
     user->set(std::move(settings));
-    return after(std::chrono::nanoseconds(0));
+    return after(0ns);
   }
 };
 
 TEST(SettingsNotifications, PostTheLocaleTheZoneAndEachNewDay) {
   const auto in = [](const char* zone) { return *TimeZone::make(zone); };
-  Posts posts(utc("2024-03-29 21:59"));
-  posts.user->set({.timeZone = in("Europe/Kyiv")});
-  auto notifications = SettingsNotifications::make({posts.user, posts.clock, posts.queue, posts.center});
+  Posts posts(utc("2024-03-29 21:59"), "Europe/Kyiv");
   const Strings none, day = {"DayDidChange"};
   EXPECT_EQ(posts.after(59s), none);
   EXPECT_EQ(posts.after(1s), day);  // the 30th
@@ -157,20 +165,21 @@ TEST(SettingsNotifications, PostTheLocaleTheZoneAndEachNewDay) {
   EXPECT_EQ(posts.after(1s), day);
   EXPECT_EQ(posts.after({.timeZone = in("America/Havana")}),
             (Strings{"LocaleDidChange", "TimeZoneDidChange", "DayDidChange"}));  // a day before
-  posts.clock->set(posts.clock->now() + 30h);                                    // asleep: no timer has run
-  notifications->check();
+  posts.clock->start += 30h;                                                     // asleep: no timer has run
+  posts.notifications->check();
   EXPECT_EQ(posts.after(0s), day);
-  notifications.reset();
+  EXPECT_EQ(posts.after(24h), day);
+  EXPECT_EQ(posts.clock->readings, 2);  // the timers of former zones look no more
+  posts.notifications.reset();
   EXPECT_EQ(posts.after({.languages = {"uk"}}), none);
   EXPECT_EQ(posts.after(48h), none);
 }
 
 TEST(SettingsNotifications, AwaitTheSecondOfTwoMidnights) {
-  Posts posts(utc("2010-11-07 02:40"));  // 23:10 in St. John's: at 00:01 clocks went back to 23:01
-  posts.user->set({.timeZone = *TimeZone::make("America/St_Johns")});
-  const auto notifications =
-      SettingsNotifications::make({posts.user, posts.clock, posts.queue, posts.center});
+  // 23:10 in St. John's: at 00:01 clocks went back to 23:01.
+  Posts posts(utc("2010-11-07 02:40"), "America/St_Johns");
   EXPECT_EQ(posts.after(50min - 1s), Strings());
+  EXPECT_EQ(posts.clock->readings, 2);  // although the first midnight has passed
   EXPECT_EQ(posts.after(1s), Strings{"DayDidChange"});
 }
 

@@ -85,10 +85,15 @@ std::optional<NetworkAddresses> addressesInHostsFile(const std::string& name) {
   return addresses;
 }
 
-// The state of the C library's resolver is the thread's own: read anew, so that it follows the system's
-// settings, and then bounded.
+// The state of the C library's resolver is the thread's own. It is read anew, so that it follows the system's
+// settings, and then bounded. The library reads the settings under a lock that ThreadSanitizer does not see;
+// hence one more.
 NetworkAddresses addressesByServers(const std::string& name) {
-  static_cast<void>(::res_init());
+  {
+    static NeverDestroyed<Mutex> reading;
+    const MutexLock lock(*reading);
+    static_cast<void>(::res_init());
+  }
   _res.retrans = std::min(_res.retrans, kMostSecondsPerAttempt);
   _res.retry = std::min(_res.retry, kMostAttempts);
   NetworkAddresses addresses;

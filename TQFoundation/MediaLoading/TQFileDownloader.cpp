@@ -12,8 +12,9 @@ std::optional<NSError> moveIntoPlace(const URL& from, const URL& to) {
   const auto source = from.filePath();
   const auto target = to.filePath();
   if (source && target) return NSFileManager::moveItem(*source, *target);
-  return makeError(NSCocoaErrorDomain, NSFileWriteUnsupportedSchemeError,
-                   "cannot move the file to " + to.absoluteString() + ": that is no file URL");
+  return makeError(
+      NSCocoaErrorDomain, NSFileWriteUnsupportedSchemeError,
+      "cannot move the file to " + withoutSecrets(to.absoluteString()) + ": that is no file URL");
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ class FakeDownloadTask final : public NSURLSessionDownloadTask,
   void cancel() override {
     begin();
     network_->queue_->async([self = shared_from_this()] {
-      self->end(
-          makeError(NSURLErrorDomain, NSURLErrorCancelled, "cannot fetch " + self->url_ + ": cancelled"));
+      self->end(makeError(NSURLErrorDomain, NSURLErrorCancelled,
+                          "cannot fetch " + withoutSecrets(self->url_) + ": cancelled"));
     });
   }
 
@@ -133,7 +133,7 @@ FakeReply FakeNetwork::answer(const std::string& url) {
   ++requests_[url];
   if (const auto found = replies_.find(url); found != replies_.end()) return found->second;
   return {.error = makeError(NSURLErrorDomain, NSURLErrorCannotFindHost,
-                             "cannot fetch " + url + ": no such host")};
+                             "cannot fetch " + withoutSecrets(url) + ": no such host")};
 }
 
 }  // namespace tq

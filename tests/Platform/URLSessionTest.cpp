@@ -86,8 +86,8 @@ TEST_F(CurlURLSession, EndsWhateverTheServerDoesInAnErrorOrABodyAndLeavesNothing
 }
 
 TEST_F(CurlURLSession, SpeaksNothingButHttp) {
-  for (const char* const url :
-       {"file:///etc/passwd", "ftp://127.0.0.1/x", "javascript:1", "clip.mov", "//127.0.0.1/"})
+  for (const char* const url : {"file:///etc/passwd", "ftp://127.0.0.1/x", "javascript:1", "clip.mov",
+                                "//127.0.0.1/", "http:/127.0.0.1"})
     EXPECT_EQ(fetch(url)->error.value_or(NSError{}).code, NSURLErrorUnsupportedURL) << url;
 }
 

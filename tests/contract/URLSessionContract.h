@@ -61,7 +61,9 @@ class URLSessionContract : public testing::Test {
     ASSERT_TRUE(recorder_->wait() && recorder_->error);
     EXPECT_EQ(recorder_->error->domain, NSURLErrorDomain);
     EXPECT_EQ(recorder_->error->code == NSURLErrorCancelled, cancelled);
-    EXPECT_TRUE(recorder_->error->userInfo.contains(std::string(NSLocalizedDescriptionKey)));
+    const auto sentence = recorder_->error->userInfo.find(std::string(NSLocalizedDescriptionKey));
+    ASSERT_NE(sentence, recorder_->error->userInfo.end());
+    EXPECT_EQ(sentence->second.find("secret"), std::string::npos) << sentence->second;
   }
 
   World world_;
@@ -89,7 +91,8 @@ TYPED_TEST_P(URLSessionContract, HandsOverTheWholeBodyOnceWithItsStatusAndThenEn
 
 TYPED_TEST_P(URLSessionContract, AnErrorOrACancelBeforeTheStartEndsTheTaskWithASentenceAndNoFile) {
   for (const bool cancelled : {false, true}) {
-    const auto task = this->makeTask(cancelled ? this->world_.base + "/good" : this->world_.unreachable);
+    const auto url = cancelled ? this->world_.base + "/good" : this->world_.unreachable;
+    const auto task = this->makeTask(url + "?sig=secret");
     if (cancelled) task->cancel();
     task->resume();
     this->expectError(cancelled);

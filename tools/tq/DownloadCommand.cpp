@@ -88,7 +88,8 @@ bool runDownloader(const DownloadRequest& request, const URL& remote, DownloadSc
 
 int download(const DownloadRequest& request, const Interrupts& interrupts) {
   const auto remote = URL::parse(request.url);
-  if (!remote || !remote->isHTTP()) return fail('"' + request.url + "\" is no http or https URL");
+  if (!remote || !remote->isHTTP())
+    return fail('"' + withoutSecrets(request.url) + "\" is no http or https URL");
   if (const auto obstacle = obstacleAt(request.file)) return fail(*obstacle);
 
   const auto screen = std::make_shared<DownloadScreen>(request.file.filename().string());
@@ -101,7 +102,7 @@ int download(const DownloadRequest& request, const Interrupts& interrupts) {
                  std::to_string(fs::file_size(request.file, ignored)) + " bytes\n");
   }
   if (cancelled) return say("cancelled"), kExitInterrupted;
-  return fail(sentence(screen->error().value_or(NSError{}), request.url));
+  return fail(sentence(screen->error().value_or(NSError{}), withoutSecrets(request.url)));
 }
 
 }  // namespace tq::tool

@@ -4,6 +4,8 @@
 #include <system_error>
 #include <utility>
 
+#include "TQFoundation/Platform/Base/URL.h"
+
 namespace tq {
 namespace {
 
@@ -79,7 +81,8 @@ std::string NSError::description() const {
   std::string line = "Domain=" + domain + " Code=" + std::to_string(code) + " UserInfo={";
   std::string_view separator;
   for (const auto& [key, value] : userInfo) {
-    line.append(separator).append(key).append(1, '=').append(value);
+    line.append(separator).append(key).append(1, '=');
+    line.append(key == NSURLErrorFailingURLStringErrorKey ? withoutSecrets(value) : value);
     separator = ", ";
   }
   return inOneLine(line += '}');

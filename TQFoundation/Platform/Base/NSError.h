@@ -27,7 +27,8 @@ struct TQ_API NSError {
   [[nodiscard]] std::string localizedDescription() const;
 
   /// All three parts in one line, for logs, the keys in their order; control characters are spelled `\x0A`:
-  /// `Domain=NSCocoaErrorDomain Code=640 UserInfo={NSFilePath=/data/a}`.
+  /// `Domain=NSCocoaErrorDomain Code=640 UserInfo={NSFilePath=/data/a}`. A failing URL is shown
+  /// `withoutSecrets`; `userInfo` alone has it whole.
   [[nodiscard]] std::string description() const;
 
   friend bool operator==(const NSError&, const NSError&) = default;

@@ -43,7 +43,8 @@ URLQueryItem queryItem(std::string_view text) {
 
 }  // namespace
 
-URL::URL(std::string text, std::string scheme) : text_(std::move(text)), scheme_(std::move(scheme)) {}
+URL::URL(std::string text, std::string scheme, bool hasHost)
+    : text_(std::move(text)), scheme_(std::move(scheme)), hasHost_(hasHost) {}
 
 std::optional<URL> URL::parse(std::string_view text) {
   if (text.empty()) return std::nullopt;
@@ -53,7 +54,7 @@ std::optional<URL> URL::parse(std::string_view text) {
   if (parsed->has_authority() && !parsed->encoded_path().empty() && parsed->encoded_path()[0] != '/')
     return std::nullopt;
   const auto scheme = parsed->scheme();
-  return URL(std::string(text), lowered({scheme.data(), scheme.size()}));
+  return URL(std::string(text), lowered({scheme.data(), scheme.size()}), !parsed->encoded_host().empty());
 }
 
 URL URL::fileURLWithPath(const std::filesystem::path& path) {
@@ -61,7 +62,7 @@ URL URL::fileURLWithPath(const std::filesystem::path& path) {
   const auto absolute = std::filesystem::absolute(path, ignored);
   const std::string plain = (ignored ? path : absolute).string();
   static constexpr auto kPathCharacters = boost::urls::pchars + '/';
-  return URL("file://" + boost::urls::encode(plain, kPathCharacters), "file");
+  return URL("file://" + boost::urls::encode(plain, kPathCharacters), "file", false);
 }
 
 // The text has passed the grammar, so its separators are where they seem to be.
@@ -89,6 +90,18 @@ std::optional<std::filesystem::path> URL::filePath() const {
   const std::string path = parsed->path();
   if (path.empty() || path.find('\0') != std::string::npos) return std::nullopt;
   return std::filesystem::path(path);
+}
+
+std::string withoutSecrets(std::string_view url) {
+  const std::size_t slashes = url.find("//");
+  const std::size_t begin = slashes < url.find('@') ? slashes + 2 : 0;
+  // Without the grammar a "/", "?" or "#" may as well be part of a password.
+  const std::size_t end = URL::parse(url) ? url.find_first_of("/?#", begin) : std::string_view::npos;
+  std::string shown(url);
+  const std::size_t at = url.substr(begin, end - begin).rfind('@');
+  if (at != std::string_view::npos) shown.erase(begin, at + 1);
+  shown.resize(std::min(shown.find_first_of("?#"), shown.size()));
+  return shown;
 }
 
 }  // namespace tq

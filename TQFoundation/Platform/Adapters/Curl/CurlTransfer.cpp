@@ -177,7 +177,8 @@ NSError CurlTransfer::errorOf(CURLcode result) const {
 
 NSError CurlTransfer::urlError(std::int64_t code, std::string_view reason) const {
   const std::string& url = request_.url.absoluteString();
-  NSError error = makeError(NSURLErrorDomain, code, "cannot fetch " + url + ": " + std::string(reason));
+  NSError error =
+      makeError(NSURLErrorDomain, code, "cannot fetch " + withoutSecrets(url) + ": " + std::string(reason));
   error.userInfo.emplace(NSURLErrorFailingURLStringErrorKey, url);
   return error;
 }

@@ -31,7 +31,7 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
     const std::scoped_lock lock(mutex_);
     if (!begin()) return CurlEngine::shared().cancel(shared_from_this());
     ended(makeError(NSURLErrorDomain, NSURLErrorCancelled,
-                    "cannot fetch " + request_.url.absoluteString() + ": cancelled"),
+                    "cannot fetch " + withoutSecrets(request_.url.absoluteString()) + ": cancelled"),
           {});
   }
 

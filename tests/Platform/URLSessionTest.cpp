@@ -136,5 +136,21 @@ TEST_F(CurlURLSession, SurvivesCancelsAtEveryMomentFromOtherThreads) {
   EXPECT_GT(cancelled, 0);
 }
 
+// As many tasks as run side by side at all wait for what only the library's own threads can bring.
+TEST_F(CurlURLSession, DeliversToTasksThatFillThePoolAndWait) {
+  constexpr int kTasks = 64;
+  server_.serve("/", {.body = "x"});
+  std::atomic<int> begun = 0, done = 0;
+  for (int i = 0; i < kTasks; ++i) {
+    DispatchQueue::global()->async([&] {
+      ++begun;
+      EXPECT_TRUE(eventually([&] { return begun == kTasks; }));
+      EXPECT_TRUE(fetch(server_.url("/"))->error == std::nullopt);
+      ++done;
+    });
+  }
+  EXPECT_TRUE(eventually([&] { return done == kTasks; }));
+}
+
 }  // namespace
 }  // namespace tq::tests

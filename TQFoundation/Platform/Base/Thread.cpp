@@ -9,7 +9,6 @@
 #include <utility>
 
 namespace tq::internal {
-namespace {
 
 // POSIX has no call for this.
 void nameThisThread(const char* name) {
@@ -21,8 +20,6 @@ void nameThisThread(const char* name) {
   static_cast<void>(name);
 #endif
 }
-
-}  // namespace
 
 bool startThread(const char* name, std::function<void()> body) {
   try {

@@ -27,12 +27,24 @@ struct NSURLRequest {
 struct NSURLSessionConfiguration {
   [[nodiscard]] static NSURLSessionConfiguration defaultSessionConfiguration() { return {}; }
 
-  /// How long a transfer may go without a byte before it ends with `NSURLErrorTimedOut`.
+  /// How long a transfer may go without a byte before it ends with `NSURLErrorTimedOut`. The time a transfer
+  /// waits for others to end does not count.
   std::chrono::milliseconds timeoutIntervalForRequest = std::chrono::seconds(60);
 
   /// The folder the finished file will be moved to, when known. The temporary file then lies on the same
-  /// volume, so that the move is a rename; a folder that cannot take it is passed over in silence.
+  /// volume, so that the move is a rename; a folder that cannot take it is passed over in silence, unless the
+  /// next field is set.
   std::filesystem::path destinationFolder = {};
+
+  /// Whether a transfer makes sure that `destinationFolder` takes a new file before it sends its request. If
+  /// not (no such folder, a read-only volume, no inode left), it ends at once with an error of
+  /// `NSCocoaErrorDomain`.
+  bool checksDestinationFolder = false;
+
+  /// The bytes that stay free on the volume of the temporary file: a transfer that would leave less ends with
+  /// `NSFileWriteOutOfSpaceError`, before its first byte when the server announces the length. 0: no limit
+  /// but the volume's own.
+  std::uint64_t minimumFreeBytes = 0;
 };
 
 /// One transfer of a URL into a temporary file.

@@ -9,6 +9,7 @@
 
 #include "TQFoundation/Platform/Base/Mutex.h"
 #include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Queues/LibraryQueue.h"
 #include "TQFoundation/Platform/Queues/TimerService.h"
 #include "TQFoundation/Platform/Queues/WorkerPool.h"
 
@@ -58,6 +59,8 @@ class GlobalQueue final : public DispatchQueue {
 // A serial queue whose tasks run on the pool, or on threads that wait in its `sync`.
 class SerialQueue final : public DispatchQueue {
  public:
+  explicit SerialQueue(internal::WorkerPool& pool) : pool_(pool) {}
+
   void async(Task task) noexcept override;
   void sync(const std::function<void()>& task) override;
   [[nodiscard]] bool isCurrent() const override;
@@ -86,6 +89,7 @@ class SerialQueue final : public DispatchQueue {
   // 3. The owner hands the queue to the first ticket's thread, which begins with the tasks ahead of it.
   // 4. Without a ticket it gives the queue up; if tasks wait then, a turn on the pool is under way
   //    (`turnSubmitted_`). A turn that finds the queue owned or empty ends at once.
+  internal::WorkerPool& pool_;
   Mutex mutex_;
   std::deque<Task> tasks_ TQ_GUARDED_BY(mutex_);
   std::deque<Ticket*> tickets_ TQ_GUARDED_BY(mutex_);
@@ -118,7 +122,7 @@ void SerialQueue::async(Task task) noexcept {
     tasks_.push_back(std::move(task));
     if (owned_ || std::exchange(turnSubmitted_, true)) return;
   }
-  internal::WorkerPool::shared().submit(nextTurn(), Priority::normal);
+  pool_.submit(nextTurn(), Priority::normal);
 }
 
 void SerialQueue::sync(const std::function<void()>& task) {
@@ -132,7 +136,7 @@ void SerialQueue::sync(const std::function<void()>& task) {
       const Running here(this);
       task();
     }
-    if (leave()) internal::WorkerPool::shared().submit(nextTurn(), Priority::normal);
+    if (leave()) pool_.submit(nextTurn(), Priority::normal);
   }();
 }
 
@@ -155,7 +159,7 @@ void SerialQueue::takeTurn() {
   std::uint64_t end = 0;
   if (!beginTurn(end)) return;
   runUntil(end);
-  if (leave()) internal::WorkerPool::shared().submitAtEndOfTask(nextTurn(), Priority::normal);
+  if (leave()) pool_.submitAtEndOfTask(nextTurn(), Priority::normal);
 }
 
 bool SerialQueue::beginTurn(std::uint64_t& end) {
@@ -225,7 +229,11 @@ const std::shared_ptr<DispatchQueue>& DispatchQueue::global(Priority priority) {
 }
 
 std::shared_ptr<DispatchQueue> DispatchQueue::serial() {
-  return std::make_shared<SerialQueue>();
+  return std::make_shared<SerialQueue>(internal::WorkerPool::shared());
+}
+
+std::shared_ptr<DispatchQueue> internal::makeLibraryQueue() {
+  return std::make_shared<SerialQueue>(WorkerPool::library());
 }
 
 }  // namespace tq

@@ -10,7 +10,7 @@
 namespace tq::internal {
 namespace {
 
-thread_local bool isWorker = false;
+thread_local WorkerPool* ownPool = nullptr;  // of a pool's threads
 
 }  // namespace
 
@@ -19,9 +19,14 @@ WorkerPool& WorkerPool::shared() {
   return *pool;
 }
 
+WorkerPool& WorkerPool::library() {
+  static NeverDestroyed<WorkerPool> pool;
+  return *pool;
+}
+
 WorkerPool::Blocked::Blocked() {
-  if (!isWorker) return;
-  WorkerPool& pool = shared();
+  if (ownPool == nullptr) return;
+  WorkerPool& pool = *ownPool;
   Need need = Need::none;
   {
     const MutexLock lock(pool.mutex_);
@@ -32,8 +37,8 @@ WorkerPool::Blocked::Blocked() {
 }
 
 WorkerPool::Blocked::~Blocked() {
-  if (!isWorker) return;
-  WorkerPool& pool = shared();
+  if (ownPool == nullptr) return;
+  WorkerPool& pool = *ownPool;
   const MutexLock lock(pool.mutex_);
   --pool.blocked_;
 }
@@ -77,7 +82,7 @@ void WorkerPool::provide(Need need) noexcept {
 }
 
 void WorkerPool::work() {
-  isWorker = true;
+  ownPool = this;
   for (Task task; takeNext(task); task = nullptr) [&]() noexcept { task(); }();
 }
 

@@ -26,13 +26,17 @@ class WorkerPool {
 
   static WorkerPool& shared();
 
+  /// A second pool, for what the library itself delivers: tasks of the host that block the first one, waiting
+  /// for just that, do not hold it up.
+  static WorkerPool& library();
+
   void submit(Task task, DispatchQueue::Priority priority) noexcept;
 
   /// The same from the end of a task of the pool, whose thread then comes for it: no other one is woken.
   void submitAtEndOfTask(Task task, DispatchQueue::Priority priority) noexcept;
 
-  /// While one lives, its thread waits for another one. If it is a thread of the pool, it does not count
-  /// against `kMaxRunning` meanwhile.
+  /// While one lives, its thread waits for another one. If it is a thread of a pool, it does not count
+  /// against that pool's `kMaxRunning` meanwhile.
   class Blocked {
    public:
     Blocked();

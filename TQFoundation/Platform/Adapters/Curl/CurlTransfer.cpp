@@ -1,20 +1,28 @@
 #include "TQFoundation/Platform/Adapters/Curl/CurlTransfer.h"
 
+#include <strings.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <string>
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "TQFoundation/Platform/Folders/Directories.h"
+#include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr long kBufferBytes = 512L * 1024;
 constexpr long kMaxRedirects = 20;
+constexpr std::size_t kMaxHeaderBytes = std::size_t{1} << 20;
+constexpr std::int64_t kSpaceCheckBytes = std::int64_t{4} << 20;
 constexpr std::chrono::milliseconds kReportInterval{50};
+constexpr std::chrono::milliseconds kLongestTimeout = std::chrono::hours(24 * 20);  // libcurl counts in int
 
 std::int64_t codeOf(CURLcode result) {
   switch (result) {
@@ -59,52 +67,77 @@ bool onSameVolume(const fs::path& a, const fs::path& b) {
   return ::stat(a.c_str(), &infoA) == 0 && ::stat(b.c_str(), &infoB) == 0 && infoA.st_dev == infoB.st_dev;
 }
 
+bool beginsWith(std::string_view text, std::string_view lowerCaseBegin) {
+  return text.size() >= lowerCaseBegin.size() &&
+         ::strncasecmp(text.data(), lowerCaseBegin.data(), lowerCaseBegin.size()) == 0;
+}
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
 }  // namespace
 
 CurlTransfer::CurlTransfer(std::shared_ptr<CurlClient> client, NSURLRequest request,
                            const NSURLSessionConfiguration& configuration)
-    : client_(std::move(client)), request_(std::move(request)), configuration_(configuration) {}
+    : client_(std::move(client)),
+      request_(std::move(request)),
+      configuration_(configuration),
+      timeout_(std::clamp(configuration.timeoutIntervalForRequest, std::chrono::milliseconds::zero(),
+                          kLongestTimeout)) {}
 
-CurlTransfer::~CurlTransfer() {
-  file_.remove();
+std::string_view CurlTransfer::server() const {
+  const std::string_view url = request_.url.absoluteString();
+  const std::size_t slashes = url.find("//");
+  return slashes == std::string_view::npos ? url : url.substr(0, url.find_first_of("/?#", slashes + 2));
 }
 
-std::optional<NSError> CurlTransfer::prepare(CURL* handle) {
-  handle_ = handle;
-  if (handle == nullptr) return urlError(NSURLErrorUnknown, "the transfer engine has no handle for it");
+std::optional<NSError> CurlTransfer::prepare() {
+  lastByte_ = Clock::now();
   if (!request_.url.isHTTP()) return urlError(NSURLErrorUnsupportedURL, "only http and https are spoken");
-  if (!applyOptions()) return urlError(NSURLErrorUnknown, "the transfer engine refuses its options");
+  if (auto error = checkDestination()) return error;
+  handle_.reset(curl_easy_init());
+  if (!handle_) return urlError(NSURLErrorUnknown, "no memory is left for the transfer");
+  if (!applyOptions()) return urlError(NSURLErrorUnknown, "the transfer library refuses its options");
   return std::nullopt;
-}
-
-CURL* CurlTransfer::makeHandle() {
-  CURL* const handle = curl_easy_init();
-  const auto set = [handle](CURLoption option, auto value) {
-    return curl_easy_setopt(handle, option, value) == CURLE_OK;
-  };
-  if (handle != nullptr && set(CURLOPT_PROTOCOLS_STR, "http,https") &&
-      set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https") && set(CURLOPT_FOLLOWLOCATION, 1L) &&
-      set(CURLOPT_MAXREDIRS, kMaxRedirects) && set(CURLOPT_BUFFERSIZE, kBufferBytes) &&
-      set(CURLOPT_NOSIGNAL, 1L) &&
-      // Without it a cancel waits for the system's resolver, which may take 10 s to give up.
-      set(CURLOPT_QUICK_EXIT, 1L) && set(CURLOPT_WRITEFUNCTION, &onBody) &&
-      set(CURLOPT_HEADERFUNCTION, &onHeader))
-    return handle;
-  curl_easy_cleanup(handle);
-  return nullptr;
 }
 
 bool CurlTransfer::applyOptions() {
   const auto set = [this](CURLoption option, auto value) {
-    return curl_easy_setopt(handle_, option, value) == CURLE_OK;
+    return curl_easy_setopt(handle(), option, value) == CURLE_OK;
   };
+  void* const self = this;
   return set(CURLOPT_URL, request_.url.absoluteString().c_str()) &&
+         set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https") &&
+         set(CURLOPT_FOLLOWLOCATION, 1L) && set(CURLOPT_MAXREDIRS, kMaxRedirects) &&
+         set(CURLOPT_BUFFERSIZE, kBufferBytes) && set(CURLOPT_NOSIGNAL, 1L) &&
+         // Without it a cancel waits for the system's resolver, which may take 10 s to give up.
+         set(CURLOPT_QUICK_EXIT, 1L) &&
          // Connecting is under the same rule as all else: `deadline` ends what brings no byte.
-         set(CURLOPT_CONNECTTIMEOUT_MS,
-             static_cast<long>(configuration_.timeoutIntervalForRequest.count())) &&
-         set(CURLOPT_ERRORBUFFER, reason_.data()) && set(CURLOPT_PRIVATE, static_cast<void*>(this)) &&
-         set(CURLOPT_WRITEDATA, static_cast<void*>(this)) &&
-         set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout_.count())) &&
+         set(CURLOPT_ERRORBUFFER, reason_.data()) && set(CURLOPT_PRIVATE, self) &&
+         set(CURLOPT_WRITEFUNCTION, &onBody) && set(CURLOPT_WRITEDATA, self) &&
+         set(CURLOPT_HEADERFUNCTION, &onHeader) && set(CURLOPT_HEADERDATA, self) &&
+         set(CURLOPT_OPENSOCKETFUNCTION, &onOpenSocket) && set(CURLOPT_OPENSOCKETDATA, self);
+}
+
+// A file that is made there and removed again shows what no other question does: a read-only volume, a folder
+// without write permission, a volume without inodes.
+std::optional<NSError> CurlTransfer::checkDestination() const {
+  if (!configuration_.checksDestinationFolder) return std::nullopt;
+  TemporaryFile trial;
+  const int error = trial.createIn(configuration_.destinationFolder);
+  if (error == 0) return std::nullopt;
+  return fileWriteError(error, configuration_.destinationFolder, "cannot create a file in");
+}
+
+std::optional<NSError> CurlTransfer::check(Clock::time_point now) {
+  if (!openFile()) return refusal_;
+  if (now < deadline()) return std::nullopt;
+  return urlError(NSURLErrorTimedOut, "no data came for too long");
 }
 
 // In the temporary folder, unless the file could not be renamed from there to where it is wanted.
@@ -114,13 +147,11 @@ bool CurlTransfer::openFile() {
   const fs::path& wanted = configuration_.destinationFolder;
   if (!wanted.empty() && !onSameVolume(wanted, temporary) && file_.createIn(wanted) == 0) return true;
   const int error = file_.createIn(temporary);
-  if (error != 0) fileError_ = fileWriteError(error, temporary, "cannot create a temporary file in");
-  return error == 0;
+  return error == 0 || refuse(fileWriteError(error, temporary, "cannot create a temporary file in"));
 }
 
-std::size_t CurlTransfer::onHeader(char*, std::size_t size, std::size_t count, void* self) {
-  static_cast<CurlTransfer*>(self)->lastByte_ = Clock::now();
-  return size * count;
+std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
+  return static_cast<CurlTransfer*>(self)->acceptHeader({bytes, size * count}) ? size * count : 0;
 }
 
 std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* self) {
@@ -128,28 +159,79 @@ std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t coun
   return transfer->write(bytes, size * count) ? size * count : CURL_WRITEFUNC_ERROR;
 }
 
+// Child processes of the host must not keep connections open.
+curl_socket_t CurlTransfer::onOpenSocket(void* self, curlsocktype, curl_sockaddr* address) {
+  const int number = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  if (number < 0) static_cast<CurlTransfer*>(self)->socketError_ = errno;
+  return number < 0 ? CURL_SOCKET_BAD : number;
+}
+
+// One header, one trailer, or a status line. libcurl bounds the headers of a response but keeps every trailer
+// in memory, so all are counted here.
+bool CurlTransfer::acceptHeader(std::string_view line) {
+  constexpr std::string_view kLength = "content-length:";
+  lastByte_ = Clock::now();
+  headerBytes_ += line.size();
+  if (headerBytes_ > kMaxHeaderBytes)
+    return refuse(urlError(NSURLErrorBadServerResponse, "the headers of its response do not end"));
+  if (bodyBegun_) return true;
+  if (beginsWith(line, "http/")) beginResponse();
+  if (!beginsWith(line, kLength)) return true;
+  const std::string_view length = trimmed(line.substr(kLength.size()));
+  if (announcedLength_.empty()) announcedLength_ = length;
+  return announcedLength_ == length ||
+         refuse(urlError(NSURLErrorBadServerResponse, "its response announces two lengths"));
+}
+
+// What came over https must not lead back to plain http, at the first redirect or at a later one.
+void CurlTransfer::beginResponse() {
+  announcedLength_.clear();
+  const char* url = nullptr;
+  curl_easy_getinfo(handle(), CURLINFO_EFFECTIVE_URL, &url);
+  if (url != nullptr && beginsWith(url, "https:"))
+    curl_easy_setopt(handle(), CURLOPT_REDIR_PROTOCOLS_STR, "https");
+}
+
 bool CurlTransfer::write(const char* bytes, std::size_t count) {
   lastByte_ = Clock::now();
   if (!openFile()) return false;
   if (!bodyBegun_) beginBody();
-  if (const int error = file_.write(bytes, count)) {
-    fileError_ = fileWriteError(error, file_.path(), "cannot write to");
-    return false;
-  }
+  if (!leavesSpaceFor(static_cast<std::int64_t>(count))) return false;
+  if (const int error = file_.write(bytes, count))
+    return refuse(fileWriteError(error, file_.path(), "cannot write to"));
   total_ += static_cast<std::int64_t>(count);
   if (lastByte_ - lastReport_ >= kReportInterval) reportProgress(lastByte_);
   return true;
 }
 
-// Bodies of redirects never come here, so what curl knows now is of the answer itself.
+// The bodies of redirects are not delivered, so what libcurl knows now belongs to the last response.
 void CurlTransfer::beginBody() {
   bodyBegun_ = true;
   long status = 0;
-  curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
   client_->responded({.statusCode = static_cast<int>(status)});
   curl_off_t length = -1;
-  curl_easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
   expected_ = length;
+}
+
+// Before the first byte, and again every few MiB: others use the volume as well. A volume that does not say
+// what is free has no limit.
+bool CurlTransfer::leavesSpaceFor(std::int64_t count) {
+  if (configuration_.minimumFreeBytes == 0) return true;
+  if (checkedSpace_ < count) {
+    const auto free = VolumeInfo::shared()->freeBytes(file_.path().parent_path());
+    const std::int64_t coming = expected_ < 0 ? kSpaceCheckBytes : expected_ - total_;
+    if (free && *free < configuration_.minimumFreeBytes + static_cast<std::uint64_t>(coming)) {
+      return refuse(makeError(NSCocoaErrorDomain, NSFileWriteOutOfSpaceError,
+                              "cannot fetch " + withoutSecrets(request_.url.absoluteString()) +
+                                  ": too little space would be left free in " +
+                                  file_.path().parent_path().string()));
+    }
+    checkedSpace_ = std::max(kSpaceCheckBytes, count);
+  }
+  checkedSpace_ -= count;
+  return true;
 }
 
 void CurlTransfer::reportProgress(Clock::time_point now) {
@@ -159,9 +241,10 @@ void CurlTransfer::reportProgress(Clock::time_point now) {
 }
 
 void CurlTransfer::finish(CURLcode result) {
-  if (result != CURLE_OK || !openFile()) return fail(fileError_ ? *fileError_ : errorOf(result));
+  if (result != CURLE_OK || !openFile()) return fail(refusal_ ? *refusal_ : errorOf(result));
   if (!bodyBegun_) beginBody();
-  if (auto error = closeFile()) return fail(*error);
+  // A full disk may show only here.
+  if (const int error = file_.close()) return fail(fileWriteError(error, file_.path(), "cannot write to"));
   if (total_ != reported_) reportProgress(Clock::now());
   client_->ended(std::nullopt, file_.release());
 }
@@ -171,8 +254,19 @@ void CurlTransfer::fail(const NSError& error) {
   client_->ended(error, {});
 }
 
+// For the callbacks of libcurl: false ends the transfer, and `finish` then finds why.
+bool CurlTransfer::refuse(NSError error) {
+  refusal_ = std::move(error);
+  return false;
+}
+
 NSError CurlTransfer::errorOf(CURLcode result) const {
-  return urlError(codeOf(result), reason_[0] != '\0' ? reason_.data() : curl_easy_strerror(result));
+  const std::int64_t code = codeOf(result);
+  if (result == CURLE_COULDNT_CONNECT && (socketError_ == EMFILE || socketError_ == ENFILE))
+    return urlError(code, "no connection: " + std::generic_category().message(socketError_));
+  if (result == CURLE_UNSUPPORTED_PROTOCOL)
+    return urlError(code, "a redirect leads away from http and https, or from https to http");
+  return urlError(code, reason_[0] != '\0' ? reason_.data() : curl_easy_strerror(result));
 }
 
 NSError CurlTransfer::urlError(std::int64_t code, std::string_view reason) const {
@@ -183,10 +277,4 @@ NSError CurlTransfer::urlError(std::int64_t code, std::string_view reason) const
   return error;
 }
 
-// A full disk may show only here.
-std::optional<NSError> CurlTransfer::closeFile() {
-  if (const int error = file_.close()) return fileWriteError(error, file_.path(), "cannot write to");
-  return std::nullopt;
-}
-
-}  // namespace tq
+}  // namespace tq::internal

@@ -8,13 +8,15 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "TQFoundation/Platform/Files/TemporaryFile.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 
-namespace tq {
+namespace tq::internal {
 
-/// Who hears of a transfer, on the engine's thread. It must not block.
+/// Receives what a transfer reports, on the engine's thread. It must not block.
 class CurlClient {
  public:
   virtual ~CurlClient() = default;
@@ -25,68 +27,83 @@ class CurlClient {
   virtual void ended(const std::optional<NSError>& error, const std::filesystem::path& file) = 0;
 };
 
-/// One request on one curl handle, its body written to a temporary file.
+/// One request on one libcurl handle, its body written to a temporary file.
 ///
-/// The engine's thread only.
+/// The engine's thread only, but for the constructor, `fail` and `urlError` before `prepare`.
 class CurlTransfer {
  public:
   using Clock = std::chrono::steady_clock;
 
   CurlTransfer(std::shared_ptr<CurlClient> client, NSURLRequest request,
                const NSURLSessionConfiguration& configuration);
-  ~CurlTransfer();
-  CurlTransfer(const CurlTransfer&) = delete;
-  CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// A handle with what all requests have in common, or null.
-  [[nodiscard]] static CURL* makeHandle();
+  /// Makes the handle for the request, and checks the destination when the session asks for that. Returns why
+  /// the request cannot be made. The time-out begins here.
+  [[nodiscard]] std::optional<NSError> prepare();
 
-  /// Sets `handle` up for the request; answers why that cannot be done. The handle stays the engine's.
-  [[nodiscard]] std::optional<NSError> prepare(CURL* handle);
-  [[nodiscard]] CURL* handle() const { return handle_; }
+  [[nodiscard]] CURL* handle() const { return handle_.get(); }
   [[nodiscard]] const CurlClient* client() const { return client_.get(); }
 
-  /// Makes the temporary file unless it is there: best while the server thinks about its answer. Without, it
-  /// is made for the first bytes; that it cannot be made ends the transfer then.
-  bool openFile();
+  /// Scheme, host and port of the request's URL.
+  [[nodiscard]] std::string_view server() const;
+
+  /// Makes the temporary file unless it is there: called while the server prepares its response, so that the
+  /// time for it is hidden. Returns why the transfer has to end by now: no byte for too long, or no file.
+  [[nodiscard]] std::optional<NSError> check(Clock::time_point now);
 
   /// When the transfer will have gone without a byte for too long.
-  [[nodiscard]] Clock::time_point deadline() const {
-    return lastByte_ + configuration_.timeoutIntervalForRequest;
-  }
+  [[nodiscard]] Clock::time_point deadline() const { return lastByte_ + timeout_; }
 
-  /// Ends the transfer with what curl says of it and tells the client.
+  /// Ends the transfer with libcurl's `result` and reports it to the client.
   void finish(CURLcode result);
 
-  /// Ends the transfer with `error` and tells the client.
+  /// Ends the transfer with `error` and reports it to the client.
   void fail(const NSError& error);
+
+  /// Removes the temporary file, and nothing else.
+  void removeFile() { file_.remove(); }
 
   /// The transfer's error of `code`, with a sentence that names the URL.
   [[nodiscard]] NSError urlError(std::int64_t code, std::string_view reason) const;
 
  private:
+  struct HandleCloser {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+  };
+
   [[nodiscard]] bool applyOptions();
-  [[nodiscard]] NSError errorOf(CURLcode result) const;
+  [[nodiscard]] std::optional<NSError> checkDestination() const;
+  [[nodiscard]] bool openFile();
+  [[nodiscard]] bool acceptHeader(std::string_view line);
+  void beginResponse();
   [[nodiscard]] bool write(const char* bytes, std::size_t count);
   void beginBody();
+  [[nodiscard]] bool leavesSpaceFor(std::int64_t count);
   void reportProgress(Clock::time_point now);
-  [[nodiscard]] std::optional<NSError> closeFile();
+  [[nodiscard]] NSError errorOf(CURLcode result) const;
+  [[nodiscard]] bool refuse(NSError error);
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* self);
   static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* self);
+  static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
 
   const std::shared_ptr<CurlClient> client_;
   const NSURLRequest request_;
   const NSURLSessionConfiguration configuration_;
-  CURL* handle_ = nullptr;
-  std::array<char, CURL_ERROR_SIZE> reason_{};
-  internal::TemporaryFile file_;
-  std::optional<NSError> fileError_;
+  const std::chrono::milliseconds timeout_;
+  std::array<char, CURL_ERROR_SIZE> reason_{};  // libcurl writes to it: outlives the handle
+  std::unique_ptr<CURL, HandleCloser> handle_;
+  TemporaryFile file_;
+  std::optional<NSError> refusal_;  // why a callback ended the transfer
+  int socketError_ = 0;             // why the system opened no socket, or 0
+  std::size_t headerBytes_ = 0;     // of all responses and trailers
+  std::string announcedLength_;     // of the present response, as it was written
   std::int64_t expected_ = -1;
   std::int64_t total_ = 0;
   std::int64_t reported_ = 0;
+  std::int64_t checkedSpace_ = 0;  // bytes that may be written before the free space is read again
   bool bodyBegun_ = false;
-  Clock::time_point lastByte_ = Clock::now();
-  Clock::time_point lastReport_{};
+  Clock::time_point lastByte_;
+  Clock::time_point lastReport_;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

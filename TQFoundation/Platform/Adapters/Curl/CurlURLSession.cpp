@@ -1,14 +1,15 @@
-#include <unistd.h>
-
-#include <mutex>
 #include <utility>
 
 #include "TQFoundation/Platform/Adapters/Curl/CurlEngine.h"
 #include "TQFoundation/Platform/Base/Guarded.h"
-#include "TQFoundation/Platform/Queues/DispatchQueue.h"
+#include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Queues/LibraryQueue.h"
 
 namespace tq {
 namespace {
+
+using internal::CurlClient;
+using internal::CurlEngine;
 
 class CurlDownloadTask final : public NSURLSessionDownloadTask,
                                public CurlClient,
@@ -21,14 +22,15 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
         queue_(std::move(queue)),
         weakDelegate_(std::move(delegate)) {}
 
-  // Both are handed over with the lock held, so that no cancel overtakes the start it is meant for.
+  // Both are handed over to the engine with the lock held, so that no cancel overtakes the start it is meant
+  // for.
   void resume() override {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (begin()) CurlEngine::shared().start(shared_from_this(), request_, configuration_);
   }
 
   void cancel() override {
-    const std::scoped_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!begin()) return CurlEngine::shared().cancel(shared_from_this());
     ended(makeError(NSURLErrorDomain, NSURLErrorCancelled,
                     "cannot fetch " + withoutSecrets(request_.url.absoluteString()) + ": cancelled"),
@@ -46,12 +48,13 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
   }
 
   void ended(const std::optional<NSError>& error, const std::filesystem::path& file) override {
+    if (!file.empty()) CurlEngine::shared().addFile(file);
     queue_->async([self = shared_from_this(), error, file] { self->deliverEnd(error, file); });
   }
 
  private:
-  // True for the first who starts or cancels the task; the delegate is held from then to the end.
-  bool begin() {
+  // Returns true for the first start or cancel; the delegate is held from then to the end.
+  bool begin() TQ_REQUIRES(mutex_) {
     if (std::exchange(begun_, true)) return false;
     delegate_ = weakDelegate_.lock();
     return true;
@@ -61,7 +64,7 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
     const auto delegate = std::move(delegate_);
     if (!file.empty()) {
       if (delegate) delegate->didFinishDownloadingToURL(*this, URL::fileURLWithPath(file));
-      ::unlink(file.c_str());
+      CurlEngine::shared().removeFile(file);
     }
     if (delegate) delegate->didCompleteWithError(*this, error);
   }
@@ -70,9 +73,12 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
   const NSURLSessionConfiguration configuration_;
   const std::shared_ptr<DispatchQueue> queue_;
   const std::weak_ptr<NSURLSessionDownloadDelegate> weakDelegate_;
-  std::mutex mutex_;
-  bool begun_ = false;
-  std::shared_ptr<NSURLSessionDownloadDelegate> delegate_;  // written before the task is handed to any queue
+
+  // Invariant: of all starts and cancels exactly one sets `begun_`, and with it `delegate_`, before anything
+  // is put on `queue_`; from then on only tasks of that queue touch `delegate_`.
+  Mutex mutex_;
+  bool begun_ TQ_GUARDED_BY(mutex_) = false;
+  std::shared_ptr<NSURLSessionDownloadDelegate> delegate_;
   Guarded<std::optional<NSHTTPURLResponse>> response_;
 };
 
@@ -90,7 +96,7 @@ class CurlURLSession final : public NSURLSession {
  private:
   const NSURLSessionConfiguration configuration_;
   const std::weak_ptr<NSURLSessionDownloadDelegate> delegate_;
-  const std::shared_ptr<DispatchQueue> queue_ = DispatchQueue::serial();
+  const std::shared_ptr<DispatchQueue> queue_ = internal::makeLibraryQueue();
 };
 
 }  // namespace

@@ -11,13 +11,13 @@
 
 namespace tq {
 
-/// Hears of a download. Every call comes on the main queue.
+/// Receives what becomes of a download. Every call comes on the main queue.
 class TQ_API TQFileDownloaderDelegate {
  public:
   virtual ~TQFileDownloaderDelegate() = default;
 
   /// The fraction received. While the server has not said how much will come it is negative, and not a finite
-  /// number when it said nothing would.
+  /// number when it announced an empty body.
   virtual void fileDownloadingProgress(double fraction) = 0;
 
   /// The whole file lies at `localLocation`.
@@ -41,18 +41,21 @@ struct TQFileDownloaderPorts {
 ///     downloader->downloadFileAtRemoteLocation(*URL::parse("https://example.com/clip.mov"),
 ///                                              URL::fileURLWithPath("/data/clip.mov"));
 ///
-/// A success tells progress, `didFinishFileDownloadingAtURL`, then `didFinishFileDownloadingWithError`
-/// without an error; a failure progress, then the error. When the file cannot be moved into place (one is
-/// there already, the folder is missing) the move's error is told first and the end of the transfer, without
-/// one, after it. The folder is the caller's to make; what is there already is never touched. The status is
-/// not looked at: the body of a 404 is a file like any other. The errors are those of `NSURLSession` and
+/// A success reports progress, `didFinishFileDownloadingAtURL`, then `didFinishFileDownloadingWithError`
+/// without an error; a failure reports progress, then the error. When the file cannot be moved into place
+/// (one is there already, the folder is missing) the move's error comes first and the end of the transfer,
+/// without one, after it. The caller makes the folder; what is there already is never touched. The status is
+/// not examined: the body of a 404 is a file like any other. The errors are those of `NSURLSession` and
 /// `NSFileManager::moveItem`.
 ///
-/// One download at a time. Another one started meanwhile takes over the fields; the first goes on and calls
-/// back as well. A download in flight keeps its downloader alive.
+/// One download at a time. A second one started meanwhile replaces the fields while the first goes on, so
+/// both share one destination, the second's: the file that is whole first is moved there, which reports its
+/// completion, and the move of the other one fails. A failure can therefore follow a completion; start the
+/// next download after the end of this one, or on a downloader of its own. A download in flight keeps its
+/// downloader alive.
 ///
-/// Thread-safe. The callbacks run on the main queue, never inside the call that started the
-/// work; they may release the downloader.
+/// Thread-safe. The callbacks run on the main queue, never inside the call that started the work; they may
+/// release the downloader.
 class TQ_API TQFileDownloader : public NSURLSessionDownloadDelegate,
                                 public std::enable_shared_from_this<TQFileDownloader> {
  public:
@@ -61,7 +64,7 @@ class TQ_API TQFileDownloader : public NSURLSessionDownloadDelegate,
   /// Starts downloading `remote` to the file URL `local`.
   void downloadFileAtRemoteLocation(const URL& remote, const URL& local);
 
-  /// Cancels the latest download: its delegate hears `NSURLErrorCancelled`. Without one: nothing.
+  /// Cancels the latest download: its delegate receives `NSURLErrorCancelled`. Without one: nothing.
   void cancelFileDownload();
 
   [[nodiscard]] std::shared_ptr<TQFileDownloaderDelegate> downloadDelegate() const { return delegate_.get(); }

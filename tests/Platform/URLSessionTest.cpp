@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundationTesting/FakeURLSession.h"
 #include "tests/contract/URLSessionContract.h"
@@ -55,6 +57,9 @@ class CurlURLSession : public testing::Test {
 TEST_F(CurlURLSession, EndsWhateverTheServerDoesInAnErrorOrABodyAndLeavesNothing) {
   const std::string body(100'000, 'y');
   const std::string chunks = chunkedReply(body);
+  const std::string beforeTrailers = chunks.substr(0, chunks.size() - 2);
+  std::string trailers;
+  for (int i = 0; i < 1'000; ++i) trailers += "X-Trailer: 0123456789\r\n";
   struct Case {
     const char* what;
     Reply reply;
@@ -65,6 +70,10 @@ TEST_F(CurlURLSession, EndsWhateverTheServerDoesInAnErrorOrABodyAndLeavesNothing
       {"closes", {.body = body, .then = Then::close, .after = 50'000}, NSURLErrorNetworkConnectionLost},
       {"resets", {.body = body, .then = Then::reset, .after = 50'000}, NSURLErrorNetworkConnectionLost},
       {"breaks off", {.raw = chunks.substr(0, 90), .then = Then::close}, NSURLErrorNetworkConnectionLost},
+      {"sends trailers for ever", {.raw = beforeTrailers, .repeated = trailers}, NSURLErrorBadServerResponse},
+      {"announces two lengths",
+       {.headers = "Content-Length: 7\r\n", .body = body},
+       NSURLErrorBadServerResponse},
       {"announces nothing", {.raw = chunks}, 0, body},
       {"sends an empty body", {}},
       {"is silent", {.raw = "", .then = Then::stall}, NSURLErrorTimedOut},
@@ -111,6 +120,38 @@ TEST_F(CurlURLSession, PutsItsFileOnTheVolumeItIsWantedOn) {
     EXPECT_EQ(fetch(server_.url("/"), {.destinationFolder = folder})->temporary.parent_path(), expected);
   }
   EXPECT_EQ(wanted.files() + folder_.files(), 0);
+}
+
+TEST_F(CurlURLSession, ChecksTheDestinationBeforeTheRequestWhenAsked) {
+  const TemporaryFolder wanted;
+  server_.serve("/", {.body = "x"});
+  writeFile(wanted / "file", "");
+  for (const auto& folder : {wanted / "missing", wanted / "file", std::filesystem::path("/proc")}) {
+    const auto told = fetch(server_.url("/"), {.destinationFolder = folder, .checksDestinationFolder = true});
+    EXPECT_EQ(told->error.value_or(NSError{}).domain, NSCocoaErrorDomain) << folder;
+  }
+  EXPECT_EQ(server_.requests("/"), 0);
+  EXPECT_EQ(
+      fetch(server_.url("/"), {.destinationFolder = wanted.path(), .checksDestinationFolder = true})->body,
+      "x");
+  EXPECT_EQ(wanted.files(), 1);
+}
+
+TEST_F(CurlURLSession, LeavesBytesOfTheVolumeFreeWhenAsked) {
+  constexpr std::uint64_t kMiB = 1 << 20;
+  const TemporaryFolder small;
+  if (::geteuid() != 0 || std::system(("mount -t tmpfs -o size=16m x " + small.path().string()).c_str()) != 0)
+    GTEST_SKIP() << "needs the right to mount a small tmpfs";
+  server_.serve("/known", {.generatedBytes = 12 * kMiB});
+  server_.serve("/endless", {.raw = "HTTP/1.1 200 Reply\r\n\r\n", .repeated = std::string(50'000, 'e')});
+  for (const auto& [path, atMost] : {std::pair("/known", std::uint64_t{0}), {"/endless", 8 * kMiB}}) {
+    const auto told =
+        fetch(server_.url(path), {.destinationFolder = small.path(), .minimumFreeBytes = 8 * kMiB});
+    EXPECT_EQ(told->error.value_or(NSError{}).code, NSFileWriteOutOfSpaceError) << path;
+    EXPECT_LE(static_cast<std::uint64_t>(told->lastTotal), atMost) << path;
+  }
+  EXPECT_EQ(small.files(), 0);
+  EXPECT_EQ(std::system(("umount " + small.path().string()).c_str()), 0);
 }
 
 // Start, cancel and end meet in every order; each task ends exactly once and leaves no file.

@@ -56,6 +56,13 @@ bool sendReply(int socket, const Reply& reply) {
   return true;
 }
 
+// Returns false when the client has closed, the only end of what is repeated.
+bool repeat(int socket, const std::string& bytes) {
+  while (!bytes.empty())
+    if (!sendAll(socket, bytes)) return false;
+  return true;
+}
+
 // Whether the connection can be used again.
 bool goesOn(int socket, Then then) {
   if (then == Then::stall) {
@@ -116,7 +123,7 @@ void LoopbackServer::converse(int socket) {
     ++requests_[path];
     const Reply reply = replies_.contains(path) ? replies_[path] : unknown;
     lock.unlock();
-    goOn = sendReply(socket, reply) && goesOn(socket, reply.then);
+    goOn = sendReply(socket, reply) && repeat(socket, reply.repeated) && goesOn(socket, reply.then);
   }
   const std::scoped_lock lock(mutex_);
   ::close(socket);

@@ -13,7 +13,8 @@
 
 namespace tq::tests {
 
-/// What the server answers to a request, and how it misbehaves meanwhile.
+/// What the server replies to a request, and how it misbehaves meanwhile. More `headers` may contradict those
+/// it sends by itself: a second Content-Length.
 struct Reply {
   int status = 200;
   std::string headers{};  ///< More header lines: "Location: /other\r\n".
@@ -24,6 +25,9 @@ struct Reply {
 
   /// The status line, headers and body to the letter, instead of what the fields above come to.
   std::optional<std::string> raw{};
+
+  /// Sent over and over after all that, until the client closes: a reply without an end.
+  std::string repeated{};
 
   /// What follows after so many bytes of the body. A stall lasts until the client closes or the server goes.
   enum class Then { nextRequest, stall, close, reset } then = Then::nextRequest;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <system_error>
 
+#include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
 #include "tools/tq/Outcome.h"
 #include "tools/tq/Progress.h"
@@ -65,7 +66,16 @@ void warnAboutStatus(const TQFileDownloader& downloader, const DownloadRequest& 
       request.file.string() + " holds is its answer, hardly the file that was meant");
 }
 
-// Downloads to the end, whichever it is; what `screen` has heard says which.
+// Sessions that make sure of the folder before the request, so that no body is fetched in vain, and that
+// leave the volume the space that videos need.
+std::shared_ptr<NSURLSession> makeSession(NSURLSessionConfiguration configuration,
+                                          std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+  configuration.checksDestinationFolder = true;
+  configuration.minimumFreeBytes = kMinDiskspace;
+  return NSURLSession::sessionWithConfiguration(configuration, std::move(delegate));
+}
+
+// Downloads to the end, whichever it is; `screen` has received which.
 bool runDownloader(const DownloadRequest& request, const URL& remote, DownloadScreen& screen,
                    std::shared_ptr<TQFileDownloader> downloader, const Interrupts& interrupts) {
   bool cancelled = false;
@@ -93,7 +103,7 @@ int download(const DownloadRequest& request, const Interrupts& interrupts) {
   if (const auto obstacle = obstacleAt(request.file)) return fail(*obstacle);
 
   const auto screen = std::make_shared<DownloadScreen>(request.file.filename().string());
-  auto downloader = TQFileDownloader::make();
+  auto downloader = TQFileDownloader::make({.makeSession = makeSession});
   downloader->setDownloadDelegate(screen);
   const bool cancelled = runDownloader(request, *remote, *screen, std::move(downloader), interrupts);
   if (screen->complete()) {

@@ -13,7 +13,7 @@
 
 namespace tq {
 
-/// What a server said before the body.
+/// What a server sent before the body.
 struct NSHTTPURLResponse {
   int statusCode = 0;
 };
@@ -23,7 +23,7 @@ struct NSURLRequest {
   URL url;
 };
 
-/// How a session transfers. The defaults are those of every session that says nothing else.
+/// How a session transfers. The defaults serve every session that sets nothing else.
 struct NSURLSessionConfiguration {
   [[nodiscard]] static NSURLSessionConfiguration defaultSessionConfiguration() { return {}; }
 
@@ -54,19 +54,19 @@ class TQ_API NSURLSessionDownloadTask {
  public:
   virtual ~NSURLSessionDownloadTask() = default;
 
-  /// Starts the transfer. Again: nothing.
+  /// Starts the transfer. A second call does nothing.
   virtual void resume() = 0;
 
-  /// Ends the transfer: its delegate hears `NSURLErrorCancelled` within 100 ms and nothing after it, and the
-  /// temporary file is gone by then. A transfer that has ended, or whose end is on its way, is left alone;
-  /// one that was never resumed ends without a start.
+  /// Ends the transfer: its delegate receives `NSURLErrorCancelled` within 100 ms and nothing after it, and
+  /// the temporary file is gone by then. A transfer that has ended, or whose end is on its way, is left
+  /// alone; one that was never resumed ends without a start.
   virtual void cancel() = 0;
 
-  /// What the server said, once it has; of redirects the last. Absent before, and when it never did.
+  /// What the server responded, of redirects the last response. Absent before that.
   [[nodiscard]] virtual std::optional<NSHTTPURLResponse> response() const = 0;
 };
 
-/// Hears of the transfers of a session.
+/// Receives what becomes of the transfers of a session.
 ///
 /// Every call comes on the session's own serial queue, in the order things happened. Each task that was
 /// resumed or cancelled ends in exactly one `didCompleteWithError`, and nothing follows it.
@@ -75,13 +75,13 @@ class TQ_API NSURLSessionDownloadDelegate {
   virtual ~NSURLSessionDownloadDelegate() = default;
 
   /// `bytesWritten` more bytes arrived, `totalBytesWritten` in all, of `totalBytesExpectedToWrite`, which is
-  /// -1 when the server did not say. The first bytes and the last are always told, those between at most 20
-  /// times a second.
+  /// -1 when the server did not announce it. The first bytes and the last are always reported, those between
+  /// at most 20 times a second.
   virtual void didWriteData(NSURLSessionDownloadTask& task, std::int64_t bytesWritten,
                             std::int64_t totalBytesWritten, std::int64_t totalBytesExpectedToWrite) = 0;
 
   /// The whole body lies in the file `location`, which is removed when this call returns: move it away.
-  /// The status is not looked at: the body of a 404 finishes too.
+  /// The status is not examined: the body of a 404 finishes too.
   virtual void didFinishDownloadingToURL(NSURLSessionDownloadTask& task, const URL& location) = 0;
 
   /// The task has ended: with the error that ended it, or without one after `didFinishDownloadingToURL`.
@@ -95,12 +95,18 @@ class TQ_API NSURLSessionDownloadDelegate {
 ///     task->resume();
 ///
 /// The contract every session keeps:
-/// - Only http and https are spoken, after a redirect too; at most 20 redirects are followed; certificates
-/// are
-///   verified. Anything else ends the task with an error of `NSURLErrorDomain`.
+/// - Only http and https are spoken, after a redirect too; none leads from https to http; at most 20 are
+///   followed; certificates are verified. Anything else ends the task with an error of `NSURLErrorDomain`.
 /// - A body shorter than the server announced is an error and leaves no file; so does a full disk, with an
 ///   error of `NSCocoaErrorDomain`.
-/// - Errors carry a sentence for people.
+/// - A response that breaks the rules (two lengths, more than 1 MiB of headers and trailers) is an error.
+/// - Errors carry a sentence for people, without secrets of the URL; `userInfo` alone has it whole.
+///
+/// The default sessions share their connections and one thread. At most six transfers of one server run at a
+/// time, and in all an eighth of the limit of open files, 32 at most; the others start in turn. When the
+/// system refuses a descriptor, a thread or memory, the task ends at once with an error that names it. A
+/// transfer under way when the process exits ends without a call, and its file is removed. A child made by
+/// fork can only exec or exit.
 ///
 /// Thread-safe. No lock is held while a callback runs; it may call back in, and may release the
 /// session and its tasks.
@@ -113,7 +119,8 @@ class TQ_API NSURLSession {
   [[nodiscard]] virtual std::shared_ptr<NSURLSessionDownloadTask> downloadTaskWithRequest(
       NSURLRequest request) = 0;
 
-  /// A session that tells `delegate`, which it does not keep alive itself, on a serial queue of its own.
+  /// A session that calls `delegate`, which it does not keep alive itself, on a serial queue of its own. The
+  /// threads of that queue are not those of the global queues: tasks that block there do not hold it up.
   [[nodiscard]] static std::shared_ptr<NSURLSession> sessionWithConfiguration(
       const NSURLSessionConfiguration& configuration, std::weak_ptr<NSURLSessionDownloadDelegate> delegate);
 };

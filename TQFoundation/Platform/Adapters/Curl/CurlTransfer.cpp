@@ -221,8 +221,8 @@ bool CurlTransfer::leavesSpaceFor(std::int64_t count) {
   if (configuration_.minimumFreeBytes == 0) return true;
   if (checkedSpace_ < count) {
     const auto free = VolumeInfo::shared()->freeBytes(file_.path().parent_path());
-    const std::int64_t coming = expected_ < 0 ? kSpaceCheckBytes : expected_ - total_;
-    if (free && *free < configuration_.minimumFreeBytes + static_cast<std::uint64_t>(coming)) {
+    const auto coming = static_cast<std::uint64_t>(expected_ < 0 ? kSpaceCheckBytes : expected_ - total_);
+    if (free && (*free < coming || *free - coming < configuration_.minimumFreeBytes)) {
       return refuse(makeError(NSCocoaErrorDomain, NSFileWriteOutOfSpaceError,
                               "cannot fetch " + withoutSecrets(request_.url.absoluteString()) +
                                   ": too little space would be left free in " +

@@ -40,10 +40,11 @@ TEST_P(ContendedSync, RunsEachStepOnceInOrderAndOneAtATime) {
     std::vector<int> steps;  // on the queue only
   };
   const auto state = std::make_shared<State>();  // a failing run must not leave tasks with a dead stack
-  const auto [tasks, work] = GetParam();
+  const int tasks = GetParam().tasks;
+  const std::chrono::microseconds work = GetParam().work;
   state->steps.resize(static_cast<std::size_t>(tasks));
   for (std::size_t i = 0; i < state->steps.size(); ++i) {
-    DispatchQueue::global()->async([state, i, work = work] {
+    DispatchQueue::global()->async([state, i, work] {
       const auto step = [&state = *state, i, work](int expected) {
         if (state.inside.fetch_add(1) != 0 || state.steps[i]++ != expected) ++state.faults;
         if (work > 0us) std::this_thread::sleep_for(work);

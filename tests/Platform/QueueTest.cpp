@@ -220,6 +220,7 @@ TEST_F(Loop, WithoutADescriptorLeftThereIsAnErrorOrAnEndWithASentence) {
     const NoDescriptorLeft none;
     static_cast<void>(LoopQueue::make()->descriptor());
   };
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process instead of a fork among threads
   EXPECT_DEATH(askWithout(), "TQFoundation: no descriptor for a queue: Too many open files");
 }
 

@@ -45,8 +45,8 @@ class TQ_API UIDevice {
   /// the same ever after.
   [[nodiscard]] static const std::string& deviceLanguage();
 
-  /// The operating system's version as it tells it, such as "12.1". Read at the first call and the same ever
-  /// after.
+  /// The operating system's version as it reports it, such as "12.1". Read at the first call and the same
+  /// ever after.
   [[nodiscard]] static const std::string& osVersion();
 
   /// Bytes that this user can still write on the volume that holds the home folder (where that does not

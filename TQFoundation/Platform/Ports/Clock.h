@@ -11,7 +11,7 @@ namespace tq {
 ///
 ///     const Date now = Clock::shared()->now();
 ///
-/// It is the wall clock: somebody may set it, so two readings do not tell how much time has passed.
+/// It is the wall clock: it may be set, so the difference of two readings is not the time that has passed.
 ///
 /// Thread-safe.
 class TQ_API Clock {

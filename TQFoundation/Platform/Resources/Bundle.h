@@ -50,7 +50,7 @@ class TQ_API Bundle {
   /// first use. Never destroyed.
   [[nodiscard]] static const Bundle& main();
 
-  /// What `main().identifier()` answers, without reading the program's texts. Read once; never logs.
+  /// Returns what `main().identifier()` does, without reading the program's texts. Read once; never logs.
   [[nodiscard]] static const std::string& mainIdentifier();
 
   /// The languages of this bundle that suit who wants `languages`, the best match first; "en" where there is

@@ -75,7 +75,7 @@ class Parser {
  public:
   explicit Parser(std::string_view text) : text_(text) {}
 
-  // Each step answers whether it went well; when not, `fault_` says why.
+  // Each step returns whether it succeeded; if not, `fault_` says why.
   bool readTable(StringsTable& table) {
     while (skipBlanks()) {
       if (atEnd()) return true;

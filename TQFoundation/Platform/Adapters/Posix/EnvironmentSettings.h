@@ -40,8 +40,8 @@ class TQ_API EnvironmentSettings final : public UserSettingsSource,
  private:
   using Clock = std::chrono::steady_clock;
 
-  /// What tells one content of the zone file from another: device, inode and time of change, of the link and
-  /// of the file that it leads to.
+  /// What differs when the zone file has been replaced or written to: device, inode and time of change, of
+  /// the link and of the file that it leads to.
   using FileStamp = std::array<std::int64_t, 8>;
 
   [[nodiscard]] static FileStamp stampOf(const std::filesystem::path& file);

@@ -251,7 +251,7 @@ class TQ_API TQAVAssetLoader : public TQFileDownloaderDelegate,
   bool errorReported_ = false;                // since then
   bool restartWanted_ = false;                // a start waits for the end of the video in flight
   std::optional<std::string> videoInFlight_;  // its identifier
-  std::int64_t loadsBegun_ = 0;        // of single videos; tells one's late progress from the next one's
+  std::int64_t loadsBegun_ = 0;        // loads of single videos; late progress belongs to an earlier one
   bool libraryErrorReported_ = false;  // by the request in flight
   std::optional<URL> sharedFile_;      // what the download in flight leads to
 };

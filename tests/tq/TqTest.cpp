@@ -55,9 +55,11 @@ TEST_F(Tq, LoadPrintsARowForEachElementInTheGivenOrderAndKeepsWhatItHasFetched) 
 }
 
 TEST_F(Tq, LoadsTheWholeFolderAndLetsNoNameActOnTheTerminal) {
+  fs::create_symlink("nowhere", sandbox_.library / "gone.avi");
   const auto none = run({"load", "--json", library_});
   EXPECT_EQ(none.out, "[]\n");
   EXPECT_THAT(none.error, HasSubstr("no videos"));
+  EXPECT_THAT(none.error, HasSubstr("tq: skipped: cannot read " + library_ + "/gone.avi"));
   const std::string hostile = "a\x1b]0;own\a\n\xff\u202e.avi";
   fs::copy(clip("colour-bars.mov"), library_);
   fs::copy(clip("gradients.avi"), sandbox_.library / hostile);

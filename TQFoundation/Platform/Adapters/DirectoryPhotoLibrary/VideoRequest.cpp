@@ -89,7 +89,7 @@ void VideoRequest::finish(const VideoProbe& outcome) {
   deliver(std::move(asset), {.error = outcome.error, .cancelled = false, .isInCloud = inCloud_});
 }
 
-// Whatever the handlers hold is let go of here, not whenever the last holder of the request goes.
+// What the handlers hold is released here, not when the last holder of the request goes.
 void VideoRequest::deliver(std::shared_ptr<AVAsset> asset, const PHImageInfo& info) {
   task_.set(nullptr);
   options_.progressHandler = nullptr;

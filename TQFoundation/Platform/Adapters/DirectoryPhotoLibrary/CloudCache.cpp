@@ -68,9 +68,7 @@ CloudOriginal CloudCache::original(const std::string& identifier, const URL& url
   // None of the three can hold a zero byte.
   std::string key = hexHash(library_.native() + '\0' + identifier + '\0' + url.absoluteString());
   if (hasVideoExtension(identifier)) key += fs::path(identifier).extension().native();
-  return {.url = url,
-          .name = "the original of " + shownName(identifier) + " at " + url.absoluteString(),
-          .file = folder_ / key};
+  return {.url = url, .name = "the original of " + shownName(identifier), .file = folder_ / key};
 }
 
 std::optional<VideoProbe> CloudCache::find(const CloudOriginal& original,

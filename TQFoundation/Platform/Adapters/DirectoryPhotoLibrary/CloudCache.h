@@ -14,7 +14,7 @@ namespace tq::internal {
 /// One original of the cloud, and where it is kept once it has been fetched.
 struct CloudOriginal {
   URL url;
-  std::string name;            ///< What errors call it.
+  std::string name;            ///< What errors call it; without the URL, which may hold secrets.
   std::filesystem::path file;  ///< In the cache.
 };
 

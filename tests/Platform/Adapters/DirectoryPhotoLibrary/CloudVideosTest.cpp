@@ -155,8 +155,11 @@ TEST_F(CloudVideos, WhatGoesWrongOnTheWayOrMayNotBeFetchedIsToldAndNothingIsKept
       {"short.mp4", {.body = film_, .then = Then::close, .after = film_.size() - 1}, kLost, ""}};
   for (const auto& [name, reply, code, words] : replies) {
     addToCloud(name, reply);
+    writeFile(folder / (name + ".cloud"), server.url("/" + name + "?key=secret"));
     const VideoRequested request(manager, name);
     request.expectRefusal(code, name + words);
+    const std::string sentence = request->info.error->localizedDescription();
+    EXPECT_TRUE(code == kLost || sentence.find("secret") == std::string::npos) << sentence;
     if (code == NSURLErrorBadServerResponse) {
       EXPECT_EQ(request->fractions.back(), 0) << "a refusal's body is no part of the video";
     }

@@ -4,12 +4,12 @@
 
 namespace tq {
 
-/// The names by which the application's screens and services tell each other what happened.
+/// The names of the notifications between the application's screens and services.
 ///
 ///     center->postNotificationName(NotificationName::showStudio);
 ///     if (name == NotificationName::saveCompleted) closeEditor();
 ///
-/// Whoever posts and whoever observes use the same constant. What travels is the text, and some texts differ
+/// Posters and observers use the same constant. Names are compared by text, and some texts differ
 /// from their constant's name in a capital or in wording: the constant is the only spelling code should know.
 /// Of these the library posts `reachabilityChanged` alone, and none carries further values.
 ///

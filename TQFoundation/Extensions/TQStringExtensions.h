@@ -12,7 +12,7 @@ namespace tq {
 /// Keys of the dictionaries that the application's parts hand each other: what an
 /// action works on, the details of a share or a save, what the rating pop-up counts.
 ///
-///     details[std::string(String::videoURL)] = url.absoluteString();
+///     NSNotification::UserInfo details{{String::videoURL, url.absoluteString()}};
 ///
 /// A key's text is what counts; the last four differ from their constant's name. The library itself reads and
 /// writes none of them.

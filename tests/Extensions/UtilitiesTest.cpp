@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <list>
+#include <map>
 #include <random>
 #include <thread>
 #include <unordered_set>
@@ -12,6 +13,7 @@
 #include "TQFoundation/Extensions/TQArrayExtensions.h"
 #include "TQFoundation/Extensions/TQGeometryExtensions.h"
 #include "TQFoundation/Extensions/TQNotificationNames.h"
+#include "TQFoundation/Extensions/TQStringExtensions.h"
 #include "TQFoundation/Extensions/TQURLExtensions.h"
 
 namespace tq::tests {
@@ -148,9 +150,34 @@ TEST(NotificationName, MayBeCopiedAndDroppedOnSeveralThreads) {
   const Name made(std::string(100, 'n'));
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([name = made] {
-      for (int round = 0; round < 1'000; ++round) EXPECT_EQ(Name(name).rawValue()[99], 'n');
+      for (int round = 0; round < 1'000; ++round) {
+        const Name copy(name);
+        EXPECT_EQ(copy.rawValue()[99], 'n');
+      }
     });
   }
+}
+
+template <class N>
+concept GivesItsText = requires(N name) {
+  std::forward<N>(name).rawValue();
+};
+static_assert(GivesItsText<const Name&> && !GivesItsText<Name>);  // a temporary's text would dangle
+
+TEST(Vocabulary, FitsTogetherAsOneWouldWriteIt) {
+  NSNotification::UserInfo details{{String::videoURL, 7}, {"index", 3}, {std::string("title"), "Day"s}};
+  details[String::sourceRect] = CGSize{3, 4};
+  EXPECT_EQ(std::any_cast<int>(details.at(String::videoURL)), 7);
+  EXPECT_TRUE(details.contains("index") && details.find(String::mediaItem) == details.end());
+  EXPECT_THROW(static_cast<void>(details.at(String::mediaItem)), std::out_of_range);
+
+  const auto size = std::make_shared<CGSize>();
+  const NSNotification posted(NotificationName::showStudio, size, {{String::videoURL, 7}});
+  EXPECT_EQ(posted.object<CGSize>(), size);
+  EXPECT_EQ(posted.object<int>(), nullptr);
+  EXPECT_EQ(std::any_cast<int>(posted.userInfo().at(String::videoURL)), 7);
+  const std::map<Name, int> byName{{NotificationName::showStudio, 1}, {NotificationName::addDismissed, 2}};
+  EXPECT_EQ(byName.begin()->second, 1);  // "ShowStudio" comes before "addDismissed"
 }
 
 TEST(ShareObserverKeys, ComeFromTheirExactTextOnly) {

@@ -18,7 +18,7 @@ class NotificationCenter : public testing::Test {
   NSNotificationCenter::Handler says(std::string text) {
     return [this, text](const NSNotification&) { heard_ += text; };
   }
-  std::string post(const Name& name, std::shared_ptr<void> object = nullptr) {
+  std::string post(const Name& name, NSNotification::Object object = nullptr) {
     heard_.clear();
     center_->postNotificationName(name, std::move(object));
     return heard_;

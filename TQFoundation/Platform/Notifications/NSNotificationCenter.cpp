@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <iterator>
 #include <list>
-#include <mutex>
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Base/NeverDestroyed.h"
 
 namespace tq {
 namespace {
@@ -15,7 +17,7 @@ namespace {
 using Name = std::optional<NSNotification::Name>;
 using Object = std::shared_ptr<const void>;
 
-// The weak pointer tells the object from a later one at its address.
+// The weak pointer distinguishes the object from a later one at its address.
 class ObjectFilter {
  public:
   explicit ObjectFilter(const Object& object)
@@ -38,7 +40,7 @@ struct Registration {
   Registration(NSNotificationCenter::Handler theHandler, const Object& theObject, std::uint64_t theTurn)
       : handler(std::move(theHandler)), object(theObject), turn(theTurn) {}
 
-  void hear(const NSNotification& notification) const {
+  void receive(const NSNotification& notification) const {
     if (!removed.load(std::memory_order_acquire) && object.admits(notification.object().get()))
       handler(notification);
   }
@@ -51,9 +53,9 @@ struct Registration {
 
 using Registrations = std::vector<std::shared_ptr<Registration>>;
 
-// Those who observe one name, or any. Posts share a copy that never changes; it is made anew by the first
-// post after a change, which goes through all of them anyway, so that a row of changes costs no more than
-// itself.
+// The observers of one name, or of any. Invariant: `snapshot` is null or equals `registrations`, and is never
+// changed, so that posts read it without the lock. The first post after a change makes it anew; that post
+// visits every registration anyway, so a row of changes costs no more than itself.
 struct Topic {
   Name name;
   std::list<std::shared_ptr<Registration>> registrations;
@@ -75,18 +77,18 @@ struct Place {
   }
 };
 
-// Touches nothing but its arguments, since a handler may have released the center. A throwing handler ends
-// the program here.
+// Merges both lists by `turn`. Uses nothing but its arguments, since a handler may have released the center.
+// A throwing handler ends the program here.
 void deliver(const NSNotification& notification, const Registrations* named,
              const Registrations* any) noexcept {
-  static const Registrations kNobody;
-  const Registrations& first = named != nullptr ? *named : kNobody;
-  const Registrations& second = any != nullptr ? *any : kNobody;
+  static const NeverDestroyed<Registrations> kNone;
+  const Registrations& first = named != nullptr ? *named : *kNone;
+  const Registrations& second = any != nullptr ? *any : *kNone;
   auto one = first.begin();
   auto other = second.begin();
   while (one != first.end() || other != second.end()) {
     const bool onesTurn = other == second.end() || (one != first.end() && (*one)->turn < (*other)->turn);
-    (onesTurn ? *one++ : *other++)->hear(notification);
+    (onesTurn ? *one++ : *other++)->receive(notification);
   }
 }
 
@@ -95,12 +97,12 @@ void deliver(const NSNotification& notification, const Registrations* named,
 struct NSNotificationCenter::Registry {
   using Places = std::unordered_multimap<const void*, Place>;
 
-  [[nodiscard]] Topic* find(const NSNotification::Name& name) {
+  [[nodiscard]] Topic* find(const NSNotification::Name& name) TQ_REQUIRES(mutex) {
     const auto found = named.find(name);
     return found != named.end() ? &found->second : nullptr;
   }
 
-  [[nodiscard]] Topic& findOrMake(const Name& name) {
+  [[nodiscard]] Topic& findOrMake(const Name& name) TQ_REQUIRES(mutex) {
     if (!name) return any;
     const auto [found, made] = named.try_emplace(*name);
     if (made) found->second.name = name;
@@ -108,7 +110,7 @@ struct NSNotificationCenter::Registry {
   }
 
   // The registration goes to `gone`, for its handler to be destroyed without the lock.
-  Places::iterator remove(Places::iterator at, Registrations& gone) {
+  Places::iterator remove(Places::iterator at, Registrations& gone) TQ_REQUIRES(mutex) {
     const auto [topic, registration] = at->second;
     (*registration)->removed.store(true, std::memory_order_release);
     gone.push_back(std::move(*registration));
@@ -118,31 +120,34 @@ struct NSNotificationCenter::Registry {
     return places.erase(at);
   }
 
-  std::mutex mutex;
-  std::unordered_map<NSNotification::Name, Topic> named;
-  Topic any;
-  Places places;  // by observer
-  std::uint64_t turns = 0;
+  // Invariant: each entry of `places` leads to a registration in a topic, and each registration has one
+  // entry; topics in `named` have registrations. No handler runs, and none is destroyed, under the lock.
+  Mutex mutex;
+  std::unordered_map<NSNotification::Name, Topic> named TQ_GUARDED_BY(mutex);
+  Topic any TQ_GUARDED_BY(mutex);
+  Places places TQ_GUARDED_BY(mutex);  // by observer
+  std::uint64_t turns TQ_GUARDED_BY(mutex) = 0;
 };
 
 NSNotificationCenter::NSNotificationCenter() : registry_(std::make_unique<Registry>()) {}
 
 NSNotificationCenter::~NSNotificationCenter() {
-  Registrations gone;  // destroyed while there still is a registry, which their destructors may ask
-  const std::scoped_lock lock(registry_->mutex);
+  Registrations
+      gone;  // destroyed after the lock is released, while there still is a registry that they may ask
+  const MutexLock lock(registry_->mutex);
   for (auto at = registry_->places.begin(); at != registry_->places.end();) at = registry_->remove(at, gone);
 }
 
 const std::shared_ptr<NSNotificationCenter>& NSNotificationCenter::defaultCenter() {
-  static const auto& center =
-      *new std::shared_ptr<NSNotificationCenter>(std::make_shared<NSNotificationCenter>());
-  return center;
+  static const NeverDestroyed<std::shared_ptr<NSNotificationCenter>> center(
+      std::make_shared<NSNotificationCenter>());
+  return *center;
 }
 
 void NSNotificationCenter::addObserver(const void* observer, Handler handler, const Name& name,
                                        const std::shared_ptr<const void>& object) {
   if (!handler) return;
-  const std::scoped_lock lock(registry_->mutex);
+  const MutexLock lock(registry_->mutex);
   Topic& topic = registry_->findOrMake(name);
   topic.registrations.push_back(
       std::make_shared<Registration>(std::move(handler), object, registry_->turns++));
@@ -153,12 +158,12 @@ void NSNotificationCenter::addObserver(const void* observer, Handler handler, co
 void NSNotificationCenter::removeObserver(const void* observer, const Name& name,
                                           const std::shared_ptr<const void>& object) {
   Registrations gone;  // destroyed after the lock is released
-  const std::scoped_lock lock(registry_->mutex);
+  const MutexLock lock(registry_->mutex);
   auto [at, end] = registry_->places.equal_range(observer);
   while (at != end) at = at->second.isMeantBy(name, object) ? registry_->remove(at, gone) : std::next(at);
 }
 
-void NSNotificationCenter::postNotificationName(NSNotification::Name name, std::shared_ptr<void> object,
+void NSNotificationCenter::postNotificationName(NSNotification::Name name, NSNotification::Object object,
                                                 NSNotification::UserInfo userInfo) {
   post(NSNotification(std::move(name), std::move(object), std::move(userInfo)));
 }
@@ -167,7 +172,7 @@ void NSNotificationCenter::post(const NSNotification& notification) {
   std::shared_ptr<const Registrations> named;
   std::shared_ptr<const Registrations> any;
   {
-    const std::scoped_lock lock(registry_->mutex);
+    const MutexLock lock(registry_->mutex);
     if (Topic* const topic = registry_->find(notification.name())) named = topic->current();
     any = registry_->any.current();
   }

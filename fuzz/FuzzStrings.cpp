@@ -29,18 +29,19 @@ std::string quoted(std::string_view text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tq;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const auto parsed = parseStringsTable(bytes);
-  if (const auto* const fault = std::get_if<StringsFault>(&parsed)) {
+  const auto parsed = tq::internal::parseStringsTable(bytes);
+  if (const auto* const fault = std::get_if<tq::internal::StringsFault>(&parsed)) {
     const auto lineEnds =
         std::count_if(bytes.begin(), bytes.end(), [](char c) { return c == '\n' || c == '\r'; });
     require(fault->line >= 1 && fault->line <= static_cast<std::size_t>(lineEnds) + 1 &&
             !fault->reason.empty());
     return 0;
   }
-  const auto& table = std::get<StringsTable>(parsed);
+  const auto& table = std::get<tq::internal::StringsTable>(parsed);
   std::string written;
   for (const auto& [key, value] : table) written += quoted(key) + "=" + quoted(value) + ";";
-  const auto again = parseStringsTable(written);
-  require(std::holds_alternative<StringsTable>(again) && std::get<StringsTable>(again) == table);
+  const auto again = tq::internal::parseStringsTable(written);
+  require(std::holds_alternative<tq::internal::StringsTable>(again) &&
+          std::get<tq::internal::StringsTable>(again) == table);
   return 0;
 }

@@ -23,7 +23,7 @@ concept Hashable = std::equality_comparable<T> && requires(const T& element) {
   { std::hash<T>{}(element) } -> std::convertible_to<std::size_t>;
 };
 
-namespace detail {
+namespace internal {
 
 /// As many elements are hashed, and their places in the table fetched, before the first of them is looked up:
 /// so the waits for memory overlap.
@@ -81,7 +81,7 @@ std::vector<T> firstOnes(Range& items) {
   return kept;
 }
 
-}  // namespace detail
+}  // namespace internal
 
 /// Removes from `items` each element that equals one before it; the kept ones stay in order.
 ///
@@ -98,7 +98,7 @@ template <Hashable T, class Allocator>
 void removeDuplicates(std::vector<T, Allocator>& items) {
   std::size_t kept = 0;
   const auto at = [&](std::size_t i) -> decltype(auto) { return items[i]; };
-  detail::forEachFirst<T>(at, items.size(), items, [&](std::size_t i) {
+  internal::forEachFirst<T>(at, items.size(), items, [&](std::size_t i) {
     if (kept != i) items[kept] = std::move(items[i]);
     ++kept;
   });
@@ -124,10 +124,10 @@ requires Hashable<std::ranges::range_value_t<Range>>
     const auto at = [first = std::ranges::begin(items)](std::size_t i) -> decltype(auto) {
       return first[static_cast<std::ranges::range_difference_t<Range>>(i)];
     };
-    detail::forEachFirst<T>(at, count, kept, [&](std::size_t i) { kept.push_back(at(i)); });
+    internal::forEachFirst<T>(at, count, kept, [&](std::size_t i) { kept.push_back(at(i)); });
     return kept;
   } else {
-    return detail::firstOnes<T>(items);
+    return internal::firstOnes<T>(items);
   }
 }
 

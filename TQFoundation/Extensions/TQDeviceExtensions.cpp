@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "TQFoundation/Platform/Base/Environment.h"
+#include "TQFoundation/Platform/Base/LazyValue.h"
 #include "TQFoundation/Platform/Base/NeverDestroyed.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Folders/FreeSpace.h"
@@ -41,14 +42,14 @@ Model UIDevice::type(const DeviceInfo& device) {
 }
 
 const std::string& UIDevice::deviceLanguage() {
-  static const NeverDestroyed<std::string> language(
-      withoutKeywords(UserSettingsSource::shared()->current()->messages.identifier()));
-  return *language;
+  static constinit internal::LazyValue<std::string> language;
+  return language.get(
+      [] { return withoutKeywords(UserSettingsSource::shared()->current()->messages.identifier()); });
 }
 
 const std::string& UIDevice::osVersion() {
-  static const NeverDestroyed<std::string> version(DeviceInfo::shared()->systemVersion());
-  return *version;
+  static constinit internal::LazyValue<std::string> version;
+  return version.get([] { return DeviceInfo::shared()->systemVersion(); });
 }
 
 std::int64_t UIDevice::freeDiskSpaceInBytes() const {

@@ -45,13 +45,13 @@ class TQ_API UIDevice {
   /// the same ever after.
   [[nodiscard]] static const std::string& deviceLanguage();
 
-  /// The operating system's version as it reports it, such as "12.1". Read at the first call and the same
-  /// ever after.
+  /// The operating system's version as the system reports it, such as "12.1". Read at the first call and the
+  /// same ever after.
   [[nodiscard]] static const std::string& osVersion();
 
   /// Bytes that this user can still write on the volume that holds the home folder (where that does not
-  /// exist, its nearest existing parent), measured anew; 0 when the system cannot tell. More than 64 bits
-  /// with a sign can say is the most they can say.
+  /// exist, its nearest existing parent), measured anew; 0 when the system does not say. At most what
+  /// 64 bits with a sign can hold.
   [[nodiscard]] std::int64_t freeDiskSpaceInBytes() const;
 
   /// `bytes` in megabytes of 1,000,000 bytes, up to one fraction digit, without the unit: "1.5", "5,000".

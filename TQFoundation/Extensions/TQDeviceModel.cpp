@@ -1,6 +1,6 @@
 #include "TQFoundation/Extensions/TQDeviceModel.h"
 
-#include <cstdint>
+#include <algorithm>
 
 namespace tq {
 namespace {
@@ -91,39 +91,19 @@ constexpr std::array<Hardware, 76> kHardware = {{
 }};
 // clang-format on
 
-constexpr std::size_t kLongestIdentifier = 10;
-constexpr std::size_t kSlots = 512;
-constexpr int kSlotShift = 32 - 9;
-constexpr std::uint32_t kSpread = 0x91b7584b;  // found by trial: no two identifiers share a slot
-
-constexpr std::size_t slotOf(std::string_view identifier) {
-  std::uint32_t hash = 0;
-  for (const char c : identifier) hash = (hash ^ static_cast<unsigned char>(c)) * kSpread;
-  return hash >> kSlotShift;
-}
-
-// For each slot the row of the table, counted from one.
-constexpr auto kRowInSlot = [] {
-  std::array<std::uint8_t, kSlots> rows{};
-  for (std::size_t row = 0; row < kHardware.size(); ++row)
-    rows[slotOf(kHardware[row].identifier)] = static_cast<std::uint8_t>(row + 1);
-  return rows;
+constexpr auto kByIdentifier = [] {
+  auto table = kHardware;
+  std::ranges::sort(table, {}, &Hardware::identifier);
+  return table;
 }();
-
-constexpr Model lookUp(std::string_view identifier) {
-  if (identifier.size() > kLongestIdentifier) return Model::unrecognized;
-  const std::size_t row = kRowInSlot[slotOf(identifier)];
-  if (row == 0 || kHardware[row - 1].identifier != identifier) return Model::unrecognized;
-  return kHardware[row - 1].model;
-}
-
-static_assert(std::all_of(kHardware.begin(), kHardware.end(),
-                          [](const Hardware& each) { return lookUp(each.identifier) == each.model; }));
+static_assert(std::ranges::adjacent_find(kByIdentifier, {}, &Hardware::identifier) == kByIdentifier.end(),
+              "an identifier stands twice");
 
 }  // namespace
 
 Model modelOfHardware(std::string_view identifier) {
-  return lookUp(identifier);
+  const auto found = std::ranges::lower_bound(kByIdentifier, identifier, {}, &Hardware::identifier);
+  return found != kByIdentifier.end() && found->identifier == identifier ? found->model : Model::unrecognized;
 }
 
 }  // namespace tq

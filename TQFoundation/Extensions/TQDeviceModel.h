@@ -16,7 +16,7 @@ namespace tq {
 ///     label.setText(std::string(rawValue(model)));              // "iPhone XS Max"
 ///     if (const auto model = makeModel(text)) show(*model);
 ///
-/// `simulator` is the platform's simulator, and any PC; `unrecognized` is whatever came later.
+/// `simulator` is the platform's simulator, and any PC; `unrecognized` is any other.
 enum class Model {
   simulator,
   iPod1,

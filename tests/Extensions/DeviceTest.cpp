@@ -144,18 +144,18 @@ TEST(OsRelease, GivesItsVersionOrNone) {
       {"NAME=\"Debian\"\nVERSION_ID=\"12\"\n", "12"}, {"VERSION_ID='39'", "39"},
       {"VERSION_ID=8.10-rc_1\r\n", "8.10-rc_1"},      {" \tVERSION_ID=\"3\" \n", "3"},
       {"VERSION_ID=1\nVERSION_ID=2\n", "2"},          {"VERSION_ID=" + longest, longest}};
-  for (const auto& [text, version] : table) EXPECT_EQ(versionInOsRelease(text), version) << text;
+  for (const auto& [text, version] : table) EXPECT_EQ(internal::versionInOsRelease(text), version) << text;
   for (const auto& text :
        {"MY_VERSION_ID=1\n#VERSION_ID=2\nVERSION=3\nVERSION_ID =4"s, "VERSION_ID=\"\"\n"s, "VERSION_ID=\""s,
         "VERSION_ID='12\""s, "VERSION_ID=12 # twelve"s, "VERSION_ID=$(reboot)"s, "VERSION_ID=\"1\x1b[2J\""s,
         "VERSION_ID=1\xff"s, "VERSION_ID=1\0"s, "VERSION_ID=9" + longest, ""s})
-    EXPECT_EQ(versionInOsRelease(text), "") << text;
+    EXPECT_EQ(internal::versionInOsRelease(text), "") << text;
 }
 
 TEST(OsRelease, OfTwoFilesTheFirstThatCanBeReadCountsElseTheKernel) {
   const TemporaryFolder folder;
   const auto version = [&](const char* first) {
-    return LinuxDeviceInfo(folder / first, folder / "usual").systemVersion();
+    return internal::LinuxDeviceInfo(folder / first, folder / "usual").systemVersion();
   };
   utsname names{};
   ::uname(&names);
@@ -167,9 +167,9 @@ TEST(OsRelease, OfTwoFilesTheFirstThatCanBeReadCountsElseTheKernel) {
   EXPECT_EQ(version("own"), names.release);
   writeFile(folder / "huge", "VERSION_ID=13\n");
   std::filesystem::resize_file(folder / "huge", std::uintmax_t{1} << 40);
-  EXPECT_EQ(version("huge"), "13");
+  EXPECT_EQ(version("huge"), "11");  // no file of settings is that large
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(version("pipe"), names.release);
+  EXPECT_EQ(version("pipe"), "11");
 }
 
 TEST(DeviceFacts, AreReadOnceWhileByteTextFollowsTheLocale) {

@@ -197,6 +197,8 @@ TEST_F(Folders, AreAPathThatCannotExistRatherThanAStrangers) {
        world_.temporary.string() + " && chown 54321 tmp/* && mount -o remount,ro tmp");
     const fs::path impossible = "/dev/null" / world_.temporary.filename();
     EXPECT_EQ(temporaryDirectoryPath(), impossible);
+    EXPECT_EQ(temporaryDirectoryError().value_or(NSError()).localizedDescription(),
+              "cannot create the temporary folder " + world_.temporary.string() + ": Read-only file system");
     EXPECT_EQ(cloudMediaDirectoryPath(), impossible);
     EXPECT_EQ(world_.lines, (Lines{"Failed to create Directory at Path: " + impossible.string() +
                                        "/CloudMedias with error: cannot create the folder " +

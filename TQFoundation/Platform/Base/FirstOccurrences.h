@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
-namespace tq {
+namespace tq::internal {
 
-/// Tells which elements of a sequence are the first of their kind: a hash table of positions, which holds no
+/// Finds which elements of a sequence are the first of their kind: a hash table of positions, which holds no
 /// element itself.
 ///
-///     FirstOccurrences<std::uint32_t> seen(items.size());
+///     internal::FirstOccurrences<std::uint32_t> seen(items.size());
 ///     const bool isNew = seen.insert(hash(item), position, [&](auto other) { return kept[other] == item; });
 ///
 /// `Position` is an unsigned type that also bounds the table: positions reach `kMaximumCount - 1`.
@@ -25,17 +25,17 @@ namespace tq {
 template <class Position>
 class FirstOccurrences {
  public:
-  /// As many positions as the remembered bits of a hash can tell apart at any size of the table.
+  /// The most positions for which the stored bits of a hash suffice at any size of the table.
   static constexpr std::size_t kMaximumCount = std::size_t{1} << (std::numeric_limits<Position>::digits - 2);
 
   /// A table that holds `expected` positions without growing.
   explicit FirstOccurrences(std::size_t expected) { resize(std::bit_ceil(expected + expected / 3 + 2)); }
 
-  /// Has the machine fetch the place of `hash`, for an `insert` soon.
+  /// Prefetches the slot of `hash`, for an `insert` soon.
   void prefetch(std::size_t hash) const { __builtin_prefetch(&slots_[spread(hash) >> shift_]); }
 
-  /// Enters `position` and answers true, unless an equal element is there already: one that was entered with
-  /// the same hash and of whose position `isEqual` answers true.
+  /// Inserts `position` and returns true, unless an equal element is there already: one that was inserted
+  /// with the same hash and for whose position `isEqual` returns true.
   template <class IsEqual>
   bool insert(std::size_t hash, std::size_t position, IsEqual isEqual) {
     const Position bits = spread(hash);
@@ -82,4 +82,4 @@ class FirstOccurrences {
   std::size_t count_ = 0;
 };
 
-}  // namespace tq
+}  // namespace tq::internal

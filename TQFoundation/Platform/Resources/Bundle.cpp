@@ -8,10 +8,9 @@
 #include <utility>
 #include <variant>
 
-#include "TQFoundation/Platform/Base/NeverDestroyed.h"
+#include "TQFoundation/Platform/Base/LazyValue.h"
 #include "TQFoundation/Platform/Base/ProgramPath.h"
 #include "TQFoundation/Platform/Files/SettingsFile.h"
-#include "TQFoundation/Platform/Log/Log.h"
 #include "TQFoundation/Platform/Ports/UserSettings.h"
 #include "TQFoundation/Platform/Resources/StringsTable.h"
 
@@ -19,6 +18,8 @@ namespace tq {
 namespace {
 
 namespace fs = std::filesystem;
+using internal::StringsFault;
+using internal::StringsTable;
 
 constexpr std::string_view kFolderEnding = ".lproj";
 constexpr const char* kTableName = "Localizable.strings";
@@ -28,7 +29,7 @@ constexpr std::size_t kLongestIdentifier = 100;
 constexpr std::size_t kLargestTable = std::size_t{16} << 20;
 constexpr const char* kLastResort = "en";
 
-// To the matcher all names of nothing are the same, and so a match.
+// The matcher takes all names without a language for equal, and so for a match.
 bool isLanguage(const icu::Locale& locale) {
   return !locale.isBogus() && *locale.getLanguage() != '\0';
 }
@@ -87,18 +88,21 @@ std::vector<std::string> bestLanguages(const std::vector<std::string>& offered,
   return result;
 }
 
-StringsTable refused(const fs::path& path, const std::string& where, std::string_view reason) {
-  std::string line = "Cannot use the strings table " + path.string() + where + ": ";
-  Log::debug(line.append(reason), __FILE__, __func__, __LINE__);
-  return {};
-}
-
-StringsTable tableAt(const fs::path& path) {
+// The table at `path`; an empty one with a reason in `errors` where it cannot be used.
+StringsTable tableAt(const fs::path& path, std::vector<NSError>& errors) {
+  const auto refuse = [&](const std::string& where, std::string_view reason) {
+    NSError error =
+        makeError(NSCocoaErrorDomain, NSFileReadCorruptFileError,
+                  "cannot use the strings table " + path.string() + where + ": " + std::string(reason));
+    error.userInfo.emplace(NSFilePathErrorKey, path.string());
+    errors.push_back(std::move(error));
+    return StringsTable();
+  };
   const auto bytes = readSmallFile(path, kLargestTable);
-  if (!bytes) return refused(path, "", "it cannot be read or is larger than 16 MiB");
-  auto parsed = parseStringsTable(*bytes);
+  if (!bytes) return refuse("", "it cannot be read or is larger than 16 MiB");
+  auto parsed = internal::parseStringsTable(*bytes);
   if (const auto* fault = std::get_if<StringsFault>(&parsed))
-    return refused(path, ", line " + std::to_string(fault->line), fault->reason);
+    return refuse(", line " + std::to_string(fault->line), fault->reason);
   return std::get<StringsTable>(std::move(parsed));
 }
 
@@ -113,7 +117,7 @@ std::string identifierIn(const StringsTable& info) {
   return found != info.end() && isHarmlessName(found->second) ? found->second : "";
 }
 
-// Without a program's file there is no folder beside it, least of all the present one.
+// Empty where the program's file is not known: the working folder must not serve instead.
 fs::path mainFolder() {
   const fs::path program = internal::programPath();
   return program.empty() ? program : program.parent_path() / "Resources";
@@ -125,26 +129,26 @@ Bundle::Bundle(const fs::path& folder, const std::vector<std::string>& languages
     : localizations_(languagesIn(folder)) {
   const auto best = bestLanguages(localizations_, languages);
   StringsTable table;
-  if (!best.empty()) table = tableAt(folder / (best.front() + std::string(kFolderEnding)) / kTableName);
+  if (!best.empty())
+    table = tableAt(folder / (best.front() + std::string(kFolderEnding)) / kTableName, errors_);
   strings_ = std::make_shared<const StringsTable>(std::move(table));
   std::error_code ignored;
-  if (fs::exists(folder / kInfoName, ignored)) identifier_ = identifierIn(tableAt(folder / kInfoName));
+  if (fs::exists(folder / kInfoName, ignored))
+    identifier_ = identifierIn(tableAt(folder / kInfoName, errors_));
 }
 
+// The languages come from the host's settings, so no lock may be held.
 const Bundle& Bundle::main() {
-  static const NeverDestroyed<Bundle> bundle(mainFolder());
-  return *bundle;
+  static constinit internal::LazyValue<Bundle> bundle;
+  return bundle.get([] { return Bundle(mainFolder()); });
 }
 
-// Folders are asked for by log sinks as well: what is logged here would come back here.
 const std::string& Bundle::mainIdentifier() {
-  static const NeverDestroyed<std::string> identifier([] {
-    const auto bytes = readSmallFile(mainFolder() / kInfoName, kLargestTable);
-    const auto parsed = parseStringsTable(bytes.value_or(""));
-    const auto* const info = std::get_if<StringsTable>(&parsed);
-    return info != nullptr ? identifierIn(*info) : std::string();
-  }());
-  return *identifier;
+  static constinit internal::LazyValue<std::string> identifier;
+  return identifier.get([] {
+    std::vector<NSError> ignored;
+    return identifierIn(tableAt(mainFolder() / kInfoName, ignored));
+  });
 }
 
 std::vector<std::string> Bundle::userLanguages() {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/NSError.h"
 
 namespace tq {
 
@@ -27,8 +28,8 @@ namespace tq {
 /// pairs of surrogates where it takes two) and up to three octal digits (to \177) are what they are in C, and
 /// a backslash before anything else gives that.
 ///
-/// A table that is not so written, is larger than 16 MiB or cannot be read counts as empty, and one line of
-/// the log names its file and line.
+/// A table that is not so written, is larger than 16 MiB or cannot be read counts as empty; `errors` says
+/// which, and why.
 ///
 /// Beside the languages, "Info.strings" says what holds for all of them. Its entry `CFBundleIdentifier` names
 /// the program's folders; a name that is not harmless as one (ASCII letters and digits, "-", "_" and ".",
@@ -39,7 +40,8 @@ namespace tq {
 /// Immutable after construction; share freely. Copies share the table.
 class TQ_API Bundle {
  public:
-  /// The resources in `folder`. Reads the one table that suits `languages` best and is done with the folder.
+  /// The resources in `folder`. Reads the one table that suits `languages` best; `folder` is not needed
+  /// later.
   ///
   /// The best match is that of Unicode's locale matching, so that "de-AT" is served by "de", and "zh-TW" by
   /// "zh-Hant"; "en" where no language matches, and no table where there is none of that either.
@@ -50,7 +52,7 @@ class TQ_API Bundle {
   /// first use. Never destroyed.
   [[nodiscard]] static const Bundle& main();
 
-  /// Returns what `main().identifier()` does, without reading the program's texts. Read once; never logs.
+  /// The same as `main().identifier()`, without reading the program's texts. Read once.
   [[nodiscard]] static const std::string& mainIdentifier();
 
   /// The languages of this bundle that suit who wants `languages`, the best match first; "en" where there is
@@ -62,6 +64,11 @@ class TQ_API Bundle {
   /// The bundle's name for machines, empty when it has none.
   [[nodiscard]] const std::string& identifier() const { return identifier_; }
 
+  /// What keeps this bundle from using its tables: for each an error whose sentence names file and line.
+  ///
+  ///     for (const NSError& error : Bundle::main().errors()) log(error.localizedDescription());
+  [[nodiscard]] const std::vector<NSError>& errors() const { return errors_; }
+
   /// The text under `key`, or `key` itself when the table has no entry for it.
   [[nodiscard]] std::string localizedString(std::string_view key) const;
 
@@ -71,6 +78,7 @@ class TQ_API Bundle {
   std::vector<std::string> localizations_;
   std::shared_ptr<const std::map<std::string, std::string, std::less<>>> strings_;
   std::string identifier_;
+  std::vector<NSError> errors_;
 };
 
 }  // namespace tq

@@ -10,7 +10,7 @@
 
 #include "TQFoundation/Platform/Base/Text.h"
 
-namespace tq {
+namespace tq::internal {
 namespace {
 
 constexpr std::string_view kUTF8Mark = "\xEF\xBB\xBF";
@@ -160,7 +160,7 @@ class Parser {
     static constexpr std::string_view kControls = "\a\b\f\n\r\t\v";
     if (atEnd()) return fail("a quoted text does not end", position_);
     const char letter = peek();
-    if (internal::digitValue(letter, 8) >= 0) return readOctal(text);
+    if (digitValue(letter, 8) >= 0) return readOctal(text);
     ++position_;
     if (letter == 'U' || letter == 'u') return readUnicode(text);
     const std::size_t control = kLetters.find(letter);
@@ -172,8 +172,8 @@ class Parser {
   std::int32_t readNumber(int base, std::size_t most) {
     const std::size_t begin = position_;
     std::int32_t number = 0;
-    for (; position_ < begin + most && internal::digitValue(peek(), base) >= 0; ++position_)
-      number = number * base + internal::digitValue(peek(), base);
+    for (; position_ < begin + most && digitValue(peek(), base) >= 0; ++position_)
+      number = number * base + digitValue(peek(), base);
     return position_ == begin ? -1 : number;
   }
 
@@ -224,4 +224,4 @@ std::variant<StringsTable, StringsFault> parseStringsTable(std::string_view byte
   return table;
 }
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <variant>
 
-namespace tq {
+namespace tq::internal {
 
 /// Texts by key.
 using StringsTable = std::map<std::string, std::string, std::less<>>;
@@ -18,7 +18,7 @@ struct StringsFault {
   std::string_view reason;
 };
 
-/// Reads a strings table as `Bundle` describes it. The answer is UTF-8.
+/// Reads a strings table as `Bundle` describes it. The result is UTF-8.
 [[nodiscard]] std::variant<StringsTable, StringsFault> parseStringsTable(std::string_view bytes);
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -10,6 +10,7 @@
 #include "TQFoundation/Platform/Files/SettingsFile.h"
 
 namespace tq {
+namespace internal {
 namespace {
 
 constexpr std::size_t kLongestVersion = 64;
@@ -40,7 +41,7 @@ std::string versionInOsRelease(std::string_view text) {
   constexpr std::string_view kKey = "VERSION_ID=";
   std::string_view version;
   while (!text.empty()) {
-    const std::string_view line = internal::trimmed(internal::takeLine(text));
+    const std::string_view line = trimmed(takeLine(text));
     if (line.starts_with(kKey)) version = unquoted(line.substr(kKey.size()));
   }
   return isVersion(version) ? std::string(version) : std::string();
@@ -60,9 +61,11 @@ std::string LinuxDeviceInfo::systemVersion() const {
   return version.empty() ? systemNames().release : version;
 }
 
+}  // namespace internal
+
 const std::shared_ptr<const DeviceInfo>& DeviceInfo::shared() {
   static const NeverDestroyed<std::shared_ptr<const DeviceInfo>> device(
-      std::make_shared<const LinuxDeviceInfo>());
+      std::make_shared<const internal::LinuxDeviceInfo>());
   return *device;
 }
 

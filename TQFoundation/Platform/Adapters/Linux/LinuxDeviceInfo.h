@@ -5,7 +5,7 @@
 
 #include "TQFoundation/Platform/Ports/DeviceInfo.h"
 
-namespace tq {
+namespace tq::internal {
 
 /// What `uname` and the distribution's os-release file say, see os-release(5).
 ///
@@ -31,4 +31,4 @@ class TQ_API LinuxDeviceInfo final : public DeviceInfo {
 /// assignments the last counts.
 [[nodiscard]] TQ_API std::string versionInOsRelease(std::string_view text);
 
-}  // namespace tq
+}  // namespace tq::internal

@@ -10,7 +10,7 @@
 
 namespace tq {
 
-/// What an action is given: any value under the key that says what it is.
+/// The parameters of an action: any value under its key.
 using TQActionParameters = std::unordered_map<TQActionConstants, std::any>;
 
 /// Something the user can ask for: share, save, edit ...
@@ -31,7 +31,7 @@ class TQ_API TQAction {
   virtual void perform(const TQActionParameters& parameters) = 0;
 };
 
-/// A type that makes actions; it is asked itself, no object of it is needed.
+/// A type that makes actions by a static operation; no object of it is needed.
 ///
 ///     struct ShareActionFactory {
 ///       static std::unique_ptr<TQAction> makeAction(const TQActionParameters&) { ... }
@@ -65,7 +65,7 @@ class TQ_API TQEditInitiatorProtocol {
   virtual void initiateEdit(const TQActionParameters& parameters) = 0;
 };
 
-/// Stands for whoever runs actions. It holds nothing and does nothing; the library never makes one.
+/// The type of objects that run actions. It holds no state and does nothing; the library never makes one.
 class TQActionExecuter {
  public:
   TQActionExecuter() = default;

@@ -37,7 +37,7 @@ enum class TQActionConstants {
   isLiveScreen,
 };
 
-/// Keys of what an observer of a share is told. Each has a text, for dictionaries keyed by text.
+/// Keys of the details that observers of a share receive. Each has a text, for dictionaries keyed by text.
 ///
 ///     details[std::string(rawValue(TQShareObserverKeys::fromVC))] = screen;
 ///     if (const auto key = makeTQShareObserverKeys(text)) handle(*key);

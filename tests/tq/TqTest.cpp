@@ -131,6 +131,24 @@ TEST_F(Tq, RefusesWithASentenceAndItsExitCode) {
   EXPECT_EQ(sandbox_.temporary.files(), 0);
 }
 
+TEST_F(Tq, DownloadsWithoutStandardStreamsAndSurvivesALimitOfFileSizes) {
+  const std::string body(100'000, 'f');
+  server_.serve("/clip", {.body = body, .pause = 150ms, .pauseEvery = 25'000});  // progress is shown
+  const auto shell = [this](const std::string& before, const std::string& after) {
+    const std::string environment =
+        "HOME=" + sandbox_.home.path().string() + " TMPDIR=" + sandbox_.temporary.path().string();
+    const std::string command =
+        before + environment + " " TQ_PROGRAM " download " + url_ + ' ' + file_ + after;
+    return std::system(command.c_str());  // NOLINT(concurrency-mt-unsafe): one thread
+  };
+  EXPECT_EQ(shell("", " <&- 2>&-"), 0);
+  EXPECT_EQ(readFile(file_), body);
+  fs::remove(file_);
+  const fs::path error = sandbox_.root / "error";
+  EXPECT_EQ(WEXITSTATUS(shell("ulimit -f 8; ", " 2>" + error.string())), 1);
+  EXPECT_THAT(readFile(error), HasSubstr("File too large"));
+}
+
 TEST_F(Tq, EndsWithoutATraceAtEverySignal) {
   server_.serve("/clip", {.body = readFile(clip("life.mkv")), .then = Reply::Then::stall, .after = 9000});
   addToCloud("life.mkv", url_);

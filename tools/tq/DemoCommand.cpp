@@ -27,7 +27,7 @@ constexpr std::array<std::string_view, 3> kInTheCloud{"life.mkv", "mandelbrot.we
 constexpr std::array<std::string_view, 6> kBatch{"colour-bars.mov", "mandelbrot.webm", "gradients.avi",
                                                  "test-card.mp4",   "colour-bars.mov", "life.mkv"};
 
-// A fresh folder that goes away with all that is in it.
+// A fresh folder that is removed with all that is in it.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -94,6 +94,7 @@ int demo(const Interrupts& interrupts) {
   const LoadRequest request{.folder = folder.path() / "library",
                             .identifiers = {kBatch.begin(), kBatch.end()},
                             .cache = folder.path() / "cache"};
+  if (const auto error = temporaryDirectoryError()) return fail(error->localizedDescription());
   if (folder.path().empty() || !makeLibrary(request.folder, cloud))
     return fail("cannot make a small library in " + NSTemporaryDirectory().string());
   if (const int result = write(introduction(folder.path(), cloud))) return result;

@@ -5,7 +5,7 @@
 namespace tq::tool {
 
 /// Makes a small library in a temporary folder, some of it "in the cloud" of a server of its own on this
-/// machine, loads a batch of it as `tq load` does, and takes everything away again. Answers what the program
+/// machine, loads a batch of it as `tq load` does, and removes everything again. Returns what the program
 /// ends with.
 [[nodiscard]] int demo(const Interrupts& interrupts);
 

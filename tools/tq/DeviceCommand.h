@@ -4,7 +4,7 @@
 
 namespace tq::tool {
 
-/// Prints what the library knows of this device, a line for each fact, and answers what the program ends
+/// Prints what the library knows of this device, a line for each fact, and returns what the program ends
 /// with.
 [[nodiscard]] int device(const Interrupts& interrupts);
 

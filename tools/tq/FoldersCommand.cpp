@@ -108,7 +108,7 @@ std::string rowsOf(const std::vector<Place>& places) {
   return rows;
 }
 
-// What went wrong, without the marks that readers of logs search for; what went well is told in rows.
+// Shows failures, without the marks that readers of logs search for; successes are shown as rows.
 void sayWhatIsLogged() {
   Log::setSink([](const LogLine& line) {
     const std::size_t begin = line.message.find_first_not_of(kLogMarks);

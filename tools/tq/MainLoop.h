@@ -9,7 +9,7 @@ namespace tq::tool {
 
 /// Ctrl-C, a request to end and a hang-up, as something that a loop can wait for.
 ///
-/// From its making to its end the first of these signals makes `descriptor` readable and does no more; the
+/// While it lives, the first of these signals makes `descriptor` readable and does no more; the
 /// second ends the program at once, with `kExitInterrupted`. A hang-up that the caller has switched off
 /// (nohup) stays so. One at a time.
 class Interrupts {
@@ -28,13 +28,13 @@ class Interrupts {
   int readEnd_ = -1;
 };
 
-/// Runs the library's main queue on this thread, in a poll() loop as a host has one, until `ended` answers
-/// true: it is asked before each turn. A signal has `onInterrupt` called, once.
+/// Runs the library's main queue on this thread, in a poll() loop as a host has one, until `ended` returns
+/// true: it is called before each turn. The first signal calls `onInterrupt`.
 void runMainQueue(const Interrupts& interrupts, const std::function<bool()>& ended,
                   const std::function<void()>& onInterrupt);
 
-/// Goes on running the main queue until nobody holds `object` any more. The library's objects live as long as
-/// work of theirs is under way: then it has come to its end, and its temporary files are gone.
+/// Goes on running the main queue until no reference to `object` is left. The library's objects live as long
+/// as work of theirs is under way: then it has come to its end, and its temporary files are gone.
 void runMainQueueUntilReleased(const std::weak_ptr<const void>& object);
 
 }  // namespace tq::tool

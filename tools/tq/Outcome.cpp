@@ -19,7 +19,7 @@ std::string diskFullSentence() {
   std::string sentence = "too little free space: more than " + std::to_string(kMinDiskspace / kMebibyte) +
                          " MiB must be free on the volume that holds " + documents.string();
   const std::uint64_t free = getTotalDiskSpaceInBytes();
-  if (free == 0) return sentence + ", and none is, or the system cannot tell";
+  if (free == 0) return sentence + ", and none is, or the system does not say";
   return sentence + ", and " + std::to_string(free / kMebibyte) + " MiB are";
 }
 

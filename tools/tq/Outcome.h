@@ -7,7 +7,7 @@
 
 namespace tq::tool {
 
-/// What the program ends with.
+/// The exit statuses.
 inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
@@ -16,10 +16,10 @@ inline constexpr int kExitInterrupted = 130;  ///< What shells report of a progr
 /// Writes "tq: " and `sentence`, made printable, as a line to standard error.
 void say(std::string_view sentence);
 
-/// The same, for a `return`: answers `kExitFailure`.
+/// The same, for a `return`: returns `kExitFailure`.
 [[nodiscard]] int fail(std::string_view sentence);
 
-/// Writes `text` as it is to standard output and answers what the program ends with: a reader that is gone or
+/// Writes `text` as it is to standard output and returns the exit status: a reader that is gone or
 /// a full disk is a failure.
 [[nodiscard]] int write(std::string_view text);
 

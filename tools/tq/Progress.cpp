@@ -18,7 +18,7 @@ constexpr std::size_t kWidestBar = 40;
 constexpr std::size_t kWidestTerminal = 1000;
 
 bool standardErrorIsTerminal() {
-  const char* const kind = std::getenv("TERM");  // NOLINT(concurrency-mt-unsafe): nobody sets it
+  const char* const kind = std::getenv("TERM");  // NOLINT(concurrency-mt-unsafe): never set by this program
   return ::isatty(STDERR_FILENO) == 1 && kind != nullptr && std::string_view(kind) != "dumb";
 }
 

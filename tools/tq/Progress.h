@@ -22,7 +22,7 @@ class Progress {
   /// before, or no number, counts as no news.
   void show(double fraction, std::string_view label);
 
-  /// Shows that something goes on, nobody knows for how long.
+  /// Shows work of unknown length.
   void showUnknown(std::string_view label);
 
  private:

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <clocale>
 #include <csignal>
@@ -24,7 +27,7 @@ using namespace tq::tool;
 constexpr std::size_t kOptionColumns = 20;
 constexpr const char* kCancelWords = "Ctrl-C cancels; a second one ends tq at once.";
 
-// What the arguments can name, and what is done then.
+// A command of the command line, and what it runs.
 struct Command {
   CLI::App* arguments;
   std::function<int(const Interrupts&)> run;
@@ -108,7 +111,7 @@ void addNet(CLI::App& app, Commands& commands) {
       "The picture, from the left: W cellular, R reachable, a space, c connection\n"
       "required, t transient, i intervention required, C on traffic, D on demand,\n"
       "l local address, d direct (no gateway); - for each that is not set. Reachable\n"
-      "means that packets would leave, not that anybody answers.");
+      "means that packets would leave, not that there is an answer.");
   commands.push_back(
       {command, [request](const Interrupts& interrupts) { return net(*request, interrupts); }});
 }
@@ -177,6 +180,21 @@ void addDuration(CLI::App& app, Commands& commands) {
                       }});
 }
 
+// A standard stream that the caller has closed would become the first file or pipe that is opened. In its
+// place comes one that refuses to be used, as a closed one does.
+void keepStandardStreamsApart() {
+  for (;;) {
+    const int lowest = ::open("/dev/null", O_RDONLY);
+    if (lowest == STDIN_FILENO) {
+      ::close(lowest);
+      if (::open("/dev/null", O_WRONLY) < 0) return;
+    } else if (lowest != STDOUT_FILENO && lowest != STDERR_FILENO) {
+      if (lowest >= 0) ::close(lowest);
+      return;
+    }
+  }
+}
+
 // "load, download or net".
 std::string namesOf(const Commands& commands) {
   std::string names;
@@ -191,9 +209,10 @@ int run(int argc, char** argv) {
   CLI::App app("Shows the TQFoundation library at work: loads videos, downloads, watches the network.", "tq");
   app.get_formatter()->column_width(kOptionColumns);
   app.set_version_flag("--version", "tq " TQ_VERSION);
-  app.require_subcommand(0, 1);  // none is for us to tell; more would take a folder "demo" for a command
+  app.require_subcommand(
+      0, 1);  // 0: this program reports a missing one; more than 1 would take a folder "demo" for a command
   app.footer(
-      "tq COMMAND --help tells more of a command.\n"
+      "tq COMMAND --help says more about a command.\n"
       "Exit status: 0 success, 1 failure, 2 wrong usage, 130 cancelled.");
   Commands commands;
   for (const auto add : {&addLoad, &addDownload, &addDemo, &addNet, &addDates, &addDuration, &addDevice,
@@ -216,7 +235,9 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");  // NOLINT(concurrency-mt-unsafe): no other thread runs yet
-  std::signal(SIGPIPE, SIG_IGN);        // a server or a reader that goes away is an error of that one write
+  std::signal(SIGPIPE, SIG_IGN);        // a server or a reader that goes away is an error of that one write,
+  std::signal(SIGXFSZ, SIG_IGN);        // and so is a file that becomes larger than the user's limit
+  keepStandardStreamsApart();
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {

@@ -31,7 +31,7 @@ class TQ_API AVAsset {
   AVAsset& operator=(const AVAsset&) = delete;
   virtual ~AVAsset() = default;
 
-  /// The video's details, or absent when whoever made the asset has not looked.
+  /// The video's details, or absent when the asset's maker did not read them.
   [[nodiscard]] const std::optional<AVVideoDetails>& details() const { return details_; }
 
  private:

@@ -2,7 +2,7 @@
 
 namespace tq {
 
-/// A width and a height, in whatever unit the owner says (pixels, for a video's frame).
+/// A width and a height, in the owner's unit (pixels, for a video's frame).
 struct CGSize {
   double width = 0;
   double height = 0;

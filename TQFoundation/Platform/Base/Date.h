@@ -11,7 +11,7 @@ namespace tq {
 ///
 /// It has no time zone of its own. Around the present it is exact to a quarter of a microsecond, and it
 /// reaches as far as any calendar does, millions of years either way. One that is not a number or infinite is
-/// no date: whatever would answer with a date from it gives it back unchanged.
+/// no date: operations that return a date return it unchanged.
 using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::duration<double, std::milli>>;
 
 }  // namespace tq

@@ -42,9 +42,9 @@ class Guarded {
   T value_ TQ_GUARDED_BY(mutex_){};
 };
 
-/// A delegate: somebody who is told, and never kept alive by being told.
+/// A delegate, held weakly.
 ///
-/// `get()` returns the delegate for the length of one call, or null when it is gone or was never set.
+/// `get()` returns the delegate, for the length of one call, or null when it is gone or was never set.
 /// Thread-safe.
 template <class Protocol>
 class WeakDelegate {

@@ -27,7 +27,7 @@ FileDescriptor openFolder(int above, const char* name) {
   return FileDescriptor(::openat(above, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// What tells a folder from all others, by whatever path it is reached.
+// What identifies a folder, independent of its path.
 struct Identity {
   dev_t device = 0;
   ino_t file = 0;

@@ -30,7 +30,7 @@ fs::path absoluteFolderFromEnvironment(const char* variable) {
 
 constexpr std::string_view kTemporaryBase = "/var/tmp";
 
-// A device has nothing beneath it: whatever is tried with a path there fails, and nobody can make it succeed.
+// Nothing can exist beneath a device: every use of a path there fails, and no user can change that.
 constexpr std::string_view kImpossibleBase = "/dev/null";
 
 std::string temporaryFolderIn(std::string_view base, uid_t user) {
@@ -50,33 +50,37 @@ fs::path ownFolder(const char* variable, const char* usual) {
   return base / applicationName();
 }
 
-// Whether it is a real folder, not a link to one, and `user`'s, and (mode 0700) nobody else may enter it.
+// Whether it is a real folder, not a link to one, and `user`'s, and closed to others (mode 0700).
 bool isPrivateFolder(const std::string& folder, uid_t user) {
   struct stat info {};
   return ::lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == user &&
          (info.st_mode & 0777) == 0700;
 }
 
-// The same after creating it, or closing this user's own to others.
-bool makePrivateFolder(const std::string& folder, uid_t user) {
-  if (::mkdir(folder.c_str(), 0700) == 0) return true;
+// Creates it, or closes this user's own to others. Returns 0 or the errno of why it is not private.
+int makePrivateFolder(const std::string& folder, uid_t user) {
+  if (::mkdir(folder.c_str(), 0700) == 0) return 0;
   struct stat info {};
-  if (errno != EEXIST || ::lstat(folder.c_str(), &info) != 0) return false;
-  if (!S_ISDIR(info.st_mode) || info.st_uid != user) return false;
-  return (info.st_mode & 0777) == 0700 || ::chmod(folder.c_str(), 0700) == 0;
+  if (errno != EEXIST || ::lstat(folder.c_str(), &info) != 0) return errno;
+  if (!S_ISDIR(info.st_mode) || info.st_uid != user) return EPERM;
+  return (info.st_mode & 0777) == 0700 || ::chmod(folder.c_str(), 0700) == 0 ? 0 : errno;
 }
 
 // Folders that stand in for names which others have taken. A process keeps to its own, and to one for each
 // name.
 class StandIns {
  public:
-  std::string find(const std::string& taken, uid_t user) {
+  // Returns 0, with the folder in `folder` instead of the name that is taken, or the errno.
+  int find(std::string& folder, uid_t user) {
     const MutexLock lock(mutex_);
-    std::string& made = made_[taken];
-    if (!made.empty() && makePrivateFolder(made, user)) return made;
-    std::string name = taken + "-XXXXXX";
-    if (::mkdtemp(name.data()) == nullptr) return temporaryFolderIn(kImpossibleBase, user);
-    return made = name;
+    std::string& made = made_[folder];
+    if (made.empty() || makePrivateFolder(made, user) != 0) {
+      std::string name = folder + "-XXXXXX";
+      if (::mkdtemp(name.data()) == nullptr) return errno;
+      made = name;
+    }
+    folder = made;
+    return 0;
   }
 
  private:
@@ -118,19 +122,28 @@ fs::path configuredFolder(std::string_view key, const fs::path& home) {
 
 }  // namespace
 
-std::string internal::temporaryDirectory(uid_t user) {
+std::string internal::temporaryDirectory(std::uint32_t user, std::optional<NSError>* error) {
   const std::string_view variable = environmentVariable("TMPDIR").value_or("");
   const std::string_view named = variable.starts_with('/') ? variable : kTemporaryBase;
   std::string folder = temporaryFolderIn(named, user);
   if (isPrivateFolder(folder, user)) return folder;
   if (!isFolder(named)) folder = temporaryFolderIn(kTemporaryBase, user);
-  if (makePrivateFolder(folder, user)) return folder;
+  if (makePrivateFolder(folder, user) == 0) return folder;
   static NeverDestroyed<StandIns> standIns;
-  return standIns->find(folder, user);
+  const int fault = standIns->find(folder, user);
+  if (fault == 0) return folder;
+  if (error != nullptr) *error = fileWriteError(fault, folder, "cannot create the temporary folder");
+  return temporaryFolderIn(kImpossibleBase, user);
 }
 
 fs::path NSTemporaryDirectory() {
   return internal::temporaryDirectory(::geteuid());
+}
+
+std::optional<NSError> temporaryDirectoryError() {
+  std::optional<NSError> error;
+  static_cast<void>(internal::temporaryDirectory(::geteuid(), &error));
+  return error;
 }
 
 fs::path NSHomeDirectory() {

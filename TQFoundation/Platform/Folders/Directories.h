@@ -1,10 +1,12 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "TQFoundation/Platform/Base/Export.h"
+#include "TQFoundation/Platform/Base/NSError.h"
 
 namespace tq {
 
@@ -24,6 +26,9 @@ namespace tq {
 /// rest of the process. Where no folder can be made at all, the path is one that cannot exist (beneath
 /// /dev/null), so that writing there fails and no other user's folder is named.
 [[nodiscard]] TQ_API std::filesystem::path NSTemporaryDirectory();
+
+/// Why `NSTemporaryDirectory()` names a path that cannot exist; absent where it does not.
+[[nodiscard]] TQ_API std::optional<NSError> temporaryDirectoryError();
 
 /// The user's home folder: `HOME`, else that of the system's user list, else empty.
 [[nodiscard]] TQ_API std::filesystem::path NSHomeDirectory();

@@ -47,7 +47,8 @@ struct StandardFolder {
   [[nodiscard]] State stateOf(const std::string& wanted, std::uint32_t user) const;
 };
 
-/// `NSTemporaryDirectory()` of `user`, the effective one, as text.
-[[nodiscard]] std::string temporaryDirectory(std::uint32_t user);
+/// `NSTemporaryDirectory()` of `user`, the effective one, as text. Where it is a path that cannot exist,
+/// `error` receives the reason.
+[[nodiscard]] std::string temporaryDirectory(std::uint32_t user, std::optional<NSError>* error = nullptr);
 
 }  // namespace tq::internal

@@ -7,11 +7,12 @@
 
 namespace tq {
 
-/// Tells the present moment.
+/// Reports the present moment.
 ///
 ///     const Date now = Clock::shared()->now();
 ///
-/// It is the wall clock: it may be set, so the difference of two readings is not the time that has passed.
+/// It is the wall clock: it may be set at any time, so the difference of two readings is not the time that
+/// passed.
 ///
 /// Thread-safe.
 class TQ_API Clock {

@@ -7,13 +7,12 @@
 
 namespace tq {
 
-/// Tells what the device is and what runs on it.
+/// Reports the device's hardware and the version of its system.
 ///
 ///     const auto& device = DeviceInfo::shared();
 ///     log(device->hardwareIdentifier() + ", system " + device->systemVersion());
 ///
-/// Both texts come from the system as they are: to be checked before they are shown or used as names. Neither
-/// promises that a feature is there.
+/// Both texts are the system's own, unchecked: check them before they are shown or used as names.
 ///
 /// Thread-safe.
 class TQ_API DeviceInfo {
@@ -21,10 +20,10 @@ class TQ_API DeviceInfo {
   virtual ~DeviceInfo() = default;
 
   /// What the system calls the hardware, read anew: "iPhone11,6", "x86_64", "aarch64". Empty where it does
-  /// not tell.
+  /// not say.
   [[nodiscard]] virtual std::string hardwareIdentifier() const = 0;
 
-  /// The version of the operating system, read anew: "12.1", "12". Empty where it does not tell.
+  /// The version of the operating system, read anew: "12.1", "12". Empty where it does not say.
   [[nodiscard]] virtual std::string systemVersion() const = 0;
 
   /// This machine. Made on first use, never destroyed.

@@ -147,7 +147,9 @@ bool CurlTransfer::openFile() {
   const fs::path& wanted = configuration_.destinationFolder;
   if (!wanted.empty() && !onSameVolume(wanted, temporary) && file_.createIn(wanted) == 0) return true;
   const int error = file_.createIn(temporary);
-  return error == 0 || refuse(fileWriteError(error, temporary, "cannot create a temporary file in"));
+  if (error == 0) return true;
+  const auto reason = temporaryDirectoryError();
+  return refuse(reason ? *reason : fileWriteError(error, temporary, "cannot create a temporary file in"));
 }
 
 std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t count, void* self) {

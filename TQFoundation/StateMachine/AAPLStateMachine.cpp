@@ -54,9 +54,10 @@ bool AAPLStateMachine::attemptToSetCurrentState(AAPLRequestedState requested) {
     log({" **** •••••• request state change from ", text(from), " to ", text(requested.state), " ••••••"});
   const AAPLState accepted = validateTransitionFromState(from, requested.state);
   if (!accepted) return false;
-  sendWillTransitionMessagesFrom(from, *accepted);
+  const auto names = namesFor(from, *accepted);
+  sendBefore(*names, from != accepted);
   currentState_ = accepted;
-  performTransitionFromState(from, *accepted);
+  sendAfter(*names, from, *accepted);
   return requested.state == accepted;
 }
 
@@ -107,24 +108,30 @@ AAPLState AAPLStateMachine::missingTransitionFromState(const AAPLState&, const A
 
 void AAPLStateMachine::sendWillTransitionMessagesFrom(const AAPLState& from, const std::string& to) {
   const auto alive = weak_from_this().lock();
-  const auto names = namesFor(from, to);
-  const auto receiver = target();
-  AAPLMessageTable& messages = receiver->messages();
-  messages.perform("stateWillChange");
-  if (from != to) messages.perform(names->willEnterTo);
-  messages.perform(names->willEnterFrom);
+  sendBefore(*namesFor(from, to), from != to);
 }
 
 void AAPLStateMachine::performTransitionFromState(const AAPLState& from, const std::string& to) {
   const auto alive = weak_from_this().lock();
-  if (shouldLogStateTransitions_)
-    log({"  ••• ", description(), " state change from ", text(from), " to ", to});
-  const auto names = namesFor(from, to);
+  sendAfter(*namesFor(from, to), from, to);
+}
+
+void AAPLStateMachine::sendBefore(const MessageNames& names, bool enters) {
   const auto receiver = target();
   AAPLMessageTable& messages = receiver->messages();
-  if (from) messages.perform(names->didExit);
-  messages.perform(names->didEnter);
-  messages.perform(names->didChangeFrom);
+  messages.perform("stateWillChange");
+  if (enters) messages.perform(names.willEnterTo);
+  messages.perform(names.willEnterFrom);
+}
+
+void AAPLStateMachine::sendAfter(const MessageNames& names, const AAPLState& from, const std::string& to) {
+  if (shouldLogStateTransitions_)
+    log({"  ••• ", description(), " state change from ", text(from), " to ", to});
+  const auto receiver = target();
+  AAPLMessageTable& messages = receiver->messages();
+  if (from) messages.perform(names.didExit);
+  messages.perform(names.didEnter);
+  messages.perform(names.didChangeFrom);
   messages.perform("stateDidChange");
 }
 

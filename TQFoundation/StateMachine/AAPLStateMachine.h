@@ -162,6 +162,8 @@ class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,
   struct MessageNames;
 
   [[nodiscard]] std::shared_ptr<const MessageNames> namesFor(const AAPLState& from, const std::string& to);
+  void sendBefore(const MessageNames& names, bool enters);
+  void sendAfter(const MessageNames& names, const AAPLState& from, const std::string& to);
 
   AAPLState currentState_;
   bool shouldLogStateTransitions_ = false;

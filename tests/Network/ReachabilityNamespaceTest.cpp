@@ -138,32 +138,6 @@ TEST_F(ReachabilityNamespace, AFloodThatOverrunsTheSocketLeadsToAFreshQuery) {
       recorder.waitUntil([](const auto& heard) { return !heard.empty() && heard.back() == kDirect; }));
 }
 
-TEST_F(ReachabilityNamespace, ACallbackThatBlocksHoldsNobodyElseUp) {
-  struct HeldUp {
-    std::binary_semaphore entered{0}, goOn{0};
-  };
-  const auto heldUp = std::make_shared<HeldUp>();
-  const auto callback = [](const SCNetworkReachabilityRef& target, Flags, void* info) {
-    auto& self = *static_cast<HeldUp*>(info);
-    EXPECT_TRUE(target->setCallback(nullptr, nullptr));
-    self.entered.release();
-    self.goOn.acquire();
-  };
-  const SCNetworkReachabilityContext context{.info = heldUp};
-  const auto blocked = whole(), target = whole();
-  const auto blockedQueue = DispatchQueue::serial();
-  ASSERT_TRUE(blocked->setCallback(callback, &context) && blocked->setDispatchQueue(blockedQueue));
-  ReachabilityRecorder recorder;
-  recorder.watch(target, queue_);
-  ASSERT_EQ(routes_.add({}, 0, {10, 9, 0, 2}), 0);
-  heldUp->entered.acquire();
-  EXPECT_TRUE(recorder.waitForCount(1));
-  ASSERT_EQ(routes_.remove({}, 0), 0);
-  EXPECT_TRUE(recorder.waitForCount(2));
-  heldUp->goOn.release();
-  blockedQueue->sync([] {});
-}
-
 TEST(Reachability, WithoutASocketThereIsNoTarget) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizers of this build take descriptors of their own to look at memory";

@@ -118,15 +118,15 @@ std::shared_ptr<Timer> LoopQueue::schedule(Delay interval, Repeats repeats, Task
 
 void LoopQueue::async(Task task) noexcept {
   WakeUp wakeUp;
+  bool isFirst = false;
   {
     const MutexLock lock(mutex_);
     tasks_.push_back(std::move(task));
-    if (tasks_.size() == 1) {
-      if (pipe_) pipe_->setReadable(true);
-      changed_.notifyOne();
-    }
+    isFirst = tasks_.size() == 1;
+    if (isFirst && pipe_) pipe_->setReadable(true);
     wakeUp = toBeWoken();
   }
+  if (isFirst) changed_.notifyOne();  // unlocked: the woken thread would wait for the lock, a second sleep
   if (wakeUp) (*wakeUp)();
 }
 

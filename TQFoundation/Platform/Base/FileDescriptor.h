@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <utility>
 
 namespace tq {
@@ -25,6 +26,9 @@ class FileDescriptor {
 
   /// Closes it. Returns 0 or the errno: a full disk may show only here.
   [[nodiscard]] int close();
+
+  /// Writes all of the bytes, however many calls that takes. Returns 0 or the errno.
+  [[nodiscard]] int writeAll(const char* bytes, std::size_t count) const;
 
  private:
   int number_;

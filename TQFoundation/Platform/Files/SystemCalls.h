@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <string>
 
 #include "TQFoundation/Platform/Base/FileDescriptor.h"
 
@@ -19,5 +21,19 @@ namespace tq::internal {
 /// Returns whether something is mounted at `folder`, an open one. The POSIX form does not know and returns
 /// false; a mounted volume then shows by its device number alone.
 [[nodiscard]] bool isMountPoint(const FileDescriptor& folder);
+
+/// Returns what differs between two boots of this system, or an empty text where that cannot be known.
+[[nodiscard]] std::string bootIdentifier();
+
+/// Takes the space for the bytes `from` to `end` of `file`, whose length stays. Returns 0 or the errno:
+/// ENOSPC where there is not so much, EOPNOTSUPP where space cannot be taken ahead.
+[[nodiscard]] int reserveSpace(const FileDescriptor& file, std::int64_t from, std::int64_t end);
+
+/// Creates a file for writing in `folder` that has no name and vanishes with its last descriptor. Not open
+/// where that is not offered.
+[[nodiscard]] FileDescriptor openUnnamed(const std::filesystem::path& folder);
+
+/// Gives a file of `openUnnamed` the name `path`, if nothing has it. Returns 0 or the errno.
+[[nodiscard]] int giveName(const FileDescriptor& file, const std::filesystem::path& path);
 
 }  // namespace tq::internal

@@ -1,6 +1,7 @@
 #include "TQFoundation/Platform/Files/TemporaryFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,18 +12,44 @@
 #include <random>
 #include <utility>
 
+#include "TQFoundation/Platform/Files/SystemCalls.h"
+
 namespace tq::internal {
+namespace {
+
+constexpr std::string_view kPrefix = ".download-";
+constexpr std::size_t kDigits = 16;
+constexpr int kTries = 16;
+
+std::filesystem::path randomPathIn(const std::filesystem::path& folder) {
+  static thread_local std::mt19937_64 random{std::random_device{}()};
+  std::array<char, kDigits + 1> digits;
+  std::snprintf(digits.data(), digits.size(), "%016" PRIx64, std::uint64_t{random()});
+  return folder / std::string(kPrefix).append(digits.data());
+}
+
+}  // namespace
+
+bool TemporaryFile::isName(std::string_view name) {
+  return name.starts_with(kPrefix) && name.size() == kPrefix.size() + kDigits &&
+         name.find_first_not_of("0123456789abcdef", kPrefix.size()) == std::string_view::npos;
+}
 
 int TemporaryFile::createIn(const std::filesystem::path& folder) {
-  static thread_local std::mt19937_64 random{std::random_device{}()};
-  constexpr int kTries = 16;
+  descriptor_ = openUnnamed(folder);
+  if (!descriptor_.isOpen()) return createNamed(folder);
+  path_ = randomPathIn(folder);
+  return 0;
+}
+
+int TemporaryFile::createNamed(const std::filesystem::path& folder) {
   for (int i = 0; i < kTries; ++i) {
-    std::array<char, 32> name;
-    std::snprintf(name.data(), name.size(), ".download-%016" PRIx64, std::uint64_t{random()});
-    std::filesystem::path path = folder / name.data();
+    std::filesystem::path path = randomPathIn(folder);
     FileDescriptor descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (descriptor.isOpen()) {
+      ::flock(descriptor.number(), LOCK_EX | LOCK_NB);
       path_ = std::move(path);
+      named_ = true;
       descriptor_ = std::move(descriptor);
       return 0;
     }
@@ -36,14 +63,21 @@ int TemporaryFile::setMode(unsigned mode) {
 }
 
 int TemporaryFile::write(const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = ::write(descriptor_.number(), bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
+  return descriptor_.writeAll(bytes, count);
+}
+
+int TemporaryFile::reserve(std::int64_t bytes) const {
+  return bytes > 0 ? reserveSpace(descriptor_, 0, bytes) : 0;
+}
+
+int TemporaryFile::close() {
+  for (int i = 0; !named_; ++i) {
+    const int error = giveName(descriptor_, path_);
+    named_ = error == 0;
+    if (error != 0 && (error != EEXIST || i == kTries)) return error;
+    if (error != 0) path_ = randomPathIn(path_.parent_path());
   }
-  return 0;
+  return descriptor_.close();
 }
 
 int TemporaryFile::flushAndClose() {
@@ -52,12 +86,14 @@ int TemporaryFile::flushAndClose() {
 }
 
 std::filesystem::path TemporaryFile::release() {
+  named_ = false;
   return std::exchange(path_, {});
 }
 
 void TemporaryFile::remove() {
   descriptor_ = FileDescriptor();
-  if (!path_.empty()) ::unlink(release().c_str());
+  if (named_) ::unlink(path_.c_str());
+  static_cast<void>(release());
 }
 
 }  // namespace tq::internal

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <string_view>
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Base/FileDescriptor.h"
@@ -9,6 +11,9 @@
 namespace tq::internal {
 
 /// A new, hidden file that is removed when this is destroyed, unless it has been released.
+///
+/// Where the volume can, it has no name until it is closed, so that it vanishes with its process. Elsewhere
+/// the process holds a lock (`flock`) on it, by which later processes see whether it has an owner.
 ///
 ///     TemporaryFile file;
 ///     if (const int error = file.createIn(folder)) return fail(error);
@@ -33,10 +38,14 @@ class TQ_API TemporaryFile {
   /// Appends all `count` bytes.
   [[nodiscard]] int write(const char* bytes, std::size_t count);
 
-  [[nodiscard]] int close() { return descriptor_.close(); }
+  /// Closes the file, which stands under its name from now on.
+  [[nodiscard]] int close();
 
   /// Waits until the bytes are on the disk, and closes the file.
   [[nodiscard]] int flushAndClose();
+
+  /// Takes the space for so many bytes, as `reserveSpace` does.
+  [[nodiscard]] int reserve(std::int64_t bytes) const;
 
   /// Empty before the creation and after the removal.
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
@@ -47,8 +56,14 @@ class TQ_API TemporaryFile {
   /// Removes the file if there is one.
   void remove();
 
+  /// Returns whether temporary files have names like `name`.
+  [[nodiscard]] static bool isName(std::string_view name);
+
  private:
+  [[nodiscard]] int createNamed(const std::filesystem::path& folder);
+
   std::filesystem::path path_;
+  bool named_ = false;
   FileDescriptor descriptor_;
 };
 

@@ -28,4 +28,20 @@ bool isMountPoint(const FileDescriptor&) {
   return false;
 }
 
+std::string bootIdentifier() {
+  return {};
+}
+
+int reserveSpace(const FileDescriptor&, std::int64_t, std::int64_t) {
+  return EOPNOTSUPP;
+}
+
+FileDescriptor openUnnamed(const std::filesystem::path&) {
+  return FileDescriptor();
+}
+
+int giveName(const FileDescriptor&, const std::filesystem::path&) {
+  return EOPNOTSUPP;
+}
+
 }  // namespace tq::internal

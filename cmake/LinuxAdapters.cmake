@@ -7,6 +7,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Adapters/Curl/CurlEngine.cpp
   Platform/Adapters/Curl/CurlTransfer.cpp
   Platform/Adapters/Curl/CurlURLSession.cpp
+  Platform/Adapters/Curl/PartialResponse.cpp
   Platform/Adapters/Linux/LinuxDeviceInfo.cpp
   Platform/Adapters/Linux/LinuxFiles.cpp
   Platform/Adapters/Linux/NameResolver.cpp

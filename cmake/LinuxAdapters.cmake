@@ -8,6 +8,7 @@ set(TQ_ADAPTER_SOURCES
   Platform/Adapters/Curl/CurlTransfer.cpp
   Platform/Adapters/Curl/CurlURLSession.cpp
   Platform/Adapters/Curl/PartialResponse.cpp
+  Platform/Adapters/Curl/TransferFile.cpp
   Platform/Adapters/Linux/LinuxDeviceInfo.cpp
   Platform/Adapters/Linux/LinuxFiles.cpp
   Platform/Adapters/Linux/NameResolver.cpp

@@ -25,7 +25,7 @@ bool sendAll(int socket, std::string_view bytes, int flags = 0) {
   return true;
 }
 
-// The path of the next request, or an empty text once there is none.
+// The head of the next request, or an empty text once there is none.
 std::string nextRequest(int socket) {
   std::string received;
   while (!received.ends_with("\r\n\r\n")) {
@@ -34,8 +34,12 @@ std::string nextRequest(int socket) {
     if (count <= 0) return {};
     received.append(bytes, static_cast<std::size_t>(count));
   }
-  const std::size_t from = received.find(' ') + 1;
-  return received.substr(from, received.find_first_of(" ?\r", from) - from);
+  return received;
+}
+
+std::string pathIn(const std::string& request) {
+  const std::size_t from = request.find(' ') + 1;
+  return request.substr(from, request.find_first_of(" ?\r", from) - from);
 }
 
 bool sendReply(int socket, const Reply& reply) {
@@ -117,12 +121,14 @@ LoopbackServer::~LoopbackServer() {
 void LoopbackServer::converse(int socket) {
   const Reply unknown{.status = 404, .body = "nothing here\n"};
   for (bool goOn = true; goOn;) {
-    const std::string path = nextRequest(socket);
-    if (path.empty()) break;
+    const std::string request = nextRequest(socket);
+    if (request.empty()) break;
+    const std::string path = pathIn(request);
     std::unique_lock lock(mutex_);
     ++requests_[path];
-    const Reply reply = replies_.contains(path) ? replies_[path] : unknown;
+    Reply reply = replies_.contains(path) ? replies_[path] : unknown;
     lock.unlock();
+    if (reply.respond) reply = reply.respond(request);
     goOn = sendReply(socket, reply) && repeat(socket, reply.repeated) && goesOn(socket, reply.then);
   }
   const std::scoped_lock lock(mutex_);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -36,6 +37,9 @@ struct Reply {
   /// The pace: a rest of `pause` after every `pauseEvery` bytes of the body, the last one excepted.
   std::chrono::milliseconds pause{0};
   std::size_t pauseEvery = 0;
+
+  /// Makes the reply from the request's head instead. Called on the connection's thread.
+  std::function<Reply(const std::string& request)> respond{};
 };
 
 /// `body` in one chunk, with nothing that tells its length ahead; for `Reply::raw`.

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Base/NSError.h"
@@ -16,6 +17,12 @@ namespace tq {
 /// What a server sent before the body.
 struct NSHTTPURLResponse {
   int statusCode = 0;
+
+  /// The bytes that were there already, from an earlier transfer, when the server sent the rest (status 206).
+  std::int64_t continuedFrom = 0;
+
+  /// How long the server asks to wait before the next request; absent: it does not say.
+  std::optional<std::chrono::seconds> retryAfter = {};
 };
 
 /// What to fetch. The method is GET.
@@ -45,6 +52,33 @@ struct NSURLSessionConfiguration {
   /// `NSFileWriteOutOfSpaceError`, before its first byte when the server announces the length. 0: no limit
   /// but the volume's own.
   std::uint64_t minimumFreeBytes = 0;
+
+  /// Whether the file is made to last. The space for a body of known length is taken before its first byte,
+  /// so that a full volume ends the transfer at once (`NSFileWriteOutOfSpaceError`); where space cannot be
+  /// taken ahead, as it gets full. The bytes are on the disk when `didFinishDownloadingToURL` is called, and
+  /// what that has moved to `destinationFolder` is there for good when the transfer ends: after a power cut
+  /// the file is whole or absent.
+  bool durable = false;
+
+  /// Where transfers keep what they have got when they fail, for the next transfer to continue with.
+  struct Partials {
+    /// Made when it is needed (mode 0700). Best on the volume of `destinationFolder`.
+    std::filesystem::path folder;
+
+    /// What is fetched, where that is more lasting than the URL. Empty: the URL.
+    std::string key = {};
+
+    /// What nobody has continued for so long is removed by a later run of the program.
+    std::chrono::hours keptFor = std::chrono::hours(7 * 24);
+  };
+
+  /// Absent: nothing is kept. Otherwise a transfer that fails, or whose program ends, leaves its bytes in a
+  /// partial file, provided that the server names the version of what it sends; the next one asks for the
+  /// rest, and takes it only when it is the rest of that version. A cancel discards the bytes, so does a
+  /// status of 404 or 410. One transfer at a time has a partial file; others of the same key go on without.
+  /// Progress counts the bytes kept from the server's first response on. A part that was not asked for is an
+  /// error, `NSURLErrorBadServerResponse`.
+  std::optional<Partials> partials = {};
 };
 
 /// One transfer of a URL into a temporary file.

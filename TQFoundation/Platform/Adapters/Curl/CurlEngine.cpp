@@ -159,7 +159,7 @@ void CurlEngine::run() {
     beginWaiting();
     curl_multi_poll(multi_, nullptr, 0, patience(), nullptr);
   }
-  for (const auto& [client, transfer] : transfers_) transfer->removeFile();
+  for (const auto& [client, transfer] : transfers_) transfer->abandonFile();
 }
 
 // Returns false when the process exits.
@@ -223,8 +223,9 @@ void CurlEngine::collectFinished() {
     const CURLcode result = message->data.result;
     CurlTransfer* transfer = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-    transfer->finish(result);
-    static_cast<void>(remove(transfer->client()));
+    const bool isOver = transfer->finish(result);
+    auto removed = remove(transfer->client());
+    if (!isOver) waiting_.push_front(std::move(removed));
   }
 }
 

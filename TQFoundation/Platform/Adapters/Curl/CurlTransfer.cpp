@@ -2,20 +2,16 @@
 
 #include <strings.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
 
-#include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Ports/VolumeInfo.h"
 
 namespace tq::internal {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr long kBufferBytes = 512L * 1024;
 constexpr long kMaxRedirects = 20;
@@ -61,12 +57,6 @@ std::int64_t codeOf(CURLcode result) {
   }
 }
 
-bool onSameVolume(const fs::path& a, const fs::path& b) {
-  struct stat infoA {};
-  struct stat infoB {};
-  return ::stat(a.c_str(), &infoA) == 0 && ::stat(b.c_str(), &infoB) == 0 && infoA.st_dev == infoB.st_dev;
-}
-
 bool beginsWith(std::string_view text, std::string_view lowerCaseBegin) {
   return text.size() >= lowerCaseBegin.size() &&
          ::strncasecmp(text.data(), lowerCaseBegin.data(), lowerCaseBegin.size()) == 0;
@@ -87,7 +77,8 @@ CurlTransfer::CurlTransfer(std::shared_ptr<CurlClient> client, NSURLRequest requ
       request_(std::move(request)),
       configuration_(configuration),
       timeout_(std::clamp(configuration.timeoutIntervalForRequest, std::chrono::milliseconds::zero(),
-                          kLongestTimeout)) {}
+                          kLongestTimeout)),
+      file_(configuration, request_.url) {}
 
 std::string_view CurlTransfer::server() const {
   const std::string_view url = request_.url.absoluteString();
@@ -97,11 +88,13 @@ std::string_view CurlTransfer::server() const {
 
 std::optional<NSError> CurlTransfer::prepare() {
   lastByte_ = Clock::now();
+  bodyBegun_ = asksAgain_ = false;
   if (!request_.url.isHTTP()) return urlError(NSURLErrorUnsupportedURL, "only http and https are spoken");
   if (auto error = checkDestination()) return error;
   handle_.reset(curl_easy_init());
   if (!handle_) return urlError(NSURLErrorUnknown, "no memory is left for the transfer");
-  if (!applyOptions()) return urlError(NSURLErrorUnknown, "the transfer library refuses its options");
+  if (!applyOptions() || !applyRange())
+    return urlError(NSURLErrorUnknown, "the transfer library refuses its options");
   return std::nullopt;
 }
 
@@ -124,6 +117,17 @@ bool CurlTransfer::applyOptions() {
          set(CURLOPT_OPENSOCKETFUNCTION, &onOpenSocket) && set(CURLOPT_OPENSOCKETDATA, self);
 }
 
+// `CURLOPT_RESUME_FROM` would fail on a server that sends the whole file; the plain range lets `beginBody`
+// decide.
+bool CurlTransfer::applyRange() {
+  const auto& rest = file_.claimRest();
+  if (!rest) return true;
+  const std::string range = std::to_string(rest->first) + '-';
+  headers_.reset(curl_slist_append(nullptr, ("If-Range: " + rangeCondition(rest->content)).c_str()));
+  return headers_ && curl_easy_setopt(handle(), CURLOPT_RANGE, range.c_str()) == CURLE_OK &&
+         curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get()) == CURLE_OK;
+}
+
 // A file that is made there and removed again shows what no other question does: a read-only volume, a folder
 // without write permission, a volume without inodes.
 std::optional<NSError> CurlTransfer::checkDestination() const {
@@ -135,21 +139,9 @@ std::optional<NSError> CurlTransfer::checkDestination() const {
 }
 
 std::optional<NSError> CurlTransfer::check(Clock::time_point now) {
-  if (!openFile()) return refusal_;
+  if (const int error = file_.prepareTemporary()) return file_.error(error);
   if (now < deadline()) return std::nullopt;
   return urlError(NSURLErrorTimedOut, "no data came for too long");
-}
-
-// In the temporary folder, unless the file could not be renamed from there to where it is wanted.
-bool CurlTransfer::openFile() {
-  if (!file_.path().empty()) return true;
-  const fs::path temporary = NSTemporaryDirectory();
-  const fs::path& wanted = configuration_.destinationFolder;
-  if (!wanted.empty() && !onSameVolume(wanted, temporary) && file_.createIn(wanted) == 0) return true;
-  const int error = file_.createIn(temporary);
-  if (error == 0) return true;
-  const auto reason = temporaryDirectoryError();
-  return refuse(reason ? *reason : fileWriteError(error, temporary, "cannot create a temporary file in"));
 }
 
 std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
@@ -195,26 +187,63 @@ void CurlTransfer::beginResponse() {
 }
 
 bool CurlTransfer::write(const char* bytes, std::size_t count) {
+  const auto coming = static_cast<std::int64_t>(count);
   lastByte_ = Clock::now();
-  if (!openFile()) return false;
-  if (!bodyBegun_) beginBody();
-  if (!leavesSpaceFor(static_cast<std::int64_t>(count))) return false;
-  if (const int error = file_.write(bytes, count))
-    return refuse(fileWriteError(error, file_.path(), "cannot write to"));
-  total_ += static_cast<std::int64_t>(count);
+  if (!bodyBegun_ && !beginBody()) return false;
+  if (file_.rest() && total_ + coming > expected_) {
+    file_.discard();
+    return refuse(urlError(NSURLErrorBadServerResponse, "more came than the rest of the file"));
+  }
+  if (!leavesSpaceFor(coming)) return false;
+  if (const int error = file_.write(bytes, count)) return refuse(file_.error(error));
+  total_ += coming;
   if (lastByte_ - lastReport_ >= kReportInterval) reportProgress(lastByte_);
   return true;
 }
 
-// The bodies of redirects are not delivered, so what libcurl knows now belongs to the last response.
-void CurlTransfer::beginBody() {
+// The bodies of redirects are not delivered, so what libcurl knows now belongs to the last response. Returns
+// false when its body is not wanted.
+bool CurlTransfer::beginBody() {
   bodyBegun_ = true;
+  const ResponseHead head = responseHead();
+  const BodyUse use = configuration_.partials ? useOf(head, file_.rest()) : BodyUse::apart;
+  if (use == BodyUse::asksAgain) {
+    asksAgain_ = true;
+    return false;
+  }
+  if (use == BodyUse::refused)
+    return refuse(urlError(NSURLErrorBadServerResponse, "its response is a part that was not asked for"));
+  NSHTTPURLResponse response{.statusCode = head.status};
+  expected_ = head.contentLength;
+  if (use == BodyUse::continues) {
+    response.continuedFrom = total_ = file_.rest()->first;
+    expected_ = file_.rest()->content.total;
+  }
+  curl_off_t seconds = 0;
+  if (curl_easy_getinfo(handle(), CURLINFO_RETRY_AFTER, &seconds) == CURLE_OK && seconds > 0)
+    response.retryAfter = std::chrono::seconds(seconds);
+  client_->responded(response);
+  int error = file_.begin(use, head);
+  if (error == 0) error = file_.reserve(expected_);
+  return error == 0 || refuse(file_.error(error));
+}
+
+ResponseHead CurlTransfer::responseHead() const {
+  const auto header = [this](const char* name) -> std::string {
+    curl_header* found = nullptr;
+    return curl_easy_header(handle(), name, 0, CURLH_HEADER, -1, &found) == CURLHE_OK ? found->value : "";
+  };
   long status = 0;
-  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  client_->responded({.statusCode = static_cast<int>(status)});
   curl_off_t length = -1;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
   curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-  expected_ = length;
+  return {.status = static_cast<int>(status),
+          .contentLength = length,
+          .entityTag = header("ETag"),
+          .lastModified = header("Last-Modified"),
+          .date = header("Date"),
+          .contentRange = header("Content-Range"),
+          .contentEncoding = header("Content-Encoding")};
 }
 
 // Before the first byte, and again every few MiB: others use the volume as well. A volume that does not say
@@ -223,7 +252,10 @@ bool CurlTransfer::leavesSpaceFor(std::int64_t count) {
   if (configuration_.minimumFreeBytes == 0) return true;
   if (checkedSpace_ < count) {
     const auto free = VolumeInfo::shared()->freeBytes(file_.path().parent_path());
-    const auto coming = static_cast<std::uint64_t>(expected_ < 0 ? kSpaceCheckBytes : expected_ - total_);
+    const std::int64_t unreserved = file_.hasReserved() ? 0
+                                    : expected_ < 0     ? kSpaceCheckBytes
+                                                        : expected_ - total_;
+    const auto coming = static_cast<std::uint64_t>(unreserved);
     if (free && (*free < coming || *free - coming < configuration_.minimumFreeBytes)) {
       return refuse(makeError(NSCocoaErrorDomain, NSFileWriteOutOfSpaceError,
                               "cannot fetch " + withoutSecrets(request_.url.absoluteString()) +
@@ -242,17 +274,35 @@ void CurlTransfer::reportProgress(Clock::time_point now) {
   lastReport_ = now;
 }
 
-void CurlTransfer::finish(CURLcode result) {
-  if (result != CURLE_OK || !openFile()) return fail(refusal_ ? *refusal_ : errorOf(result));
-  if (!bodyBegun_) beginBody();
-  // A full disk may show only here.
-  if (const int error = file_.close()) return fail(fileWriteError(error, file_.path(), "cannot write to"));
-  if (total_ != reported_) reportProgress(Clock::now());
-  client_->ended(std::nullopt, file_.release());
+bool CurlTransfer::finish(CURLcode result) {
+  const bool isWanted = result == CURLE_OK && (bodyBegun_ || beginBody());
+  if (asksAgain_) {
+    file_.forgetRest();
+    return false;
+  }
+  if (auto error = isWanted ? close() : refusal_ ? refusal_ : errorOf(result)) {
+    fail(*error);
+  } else {
+    if (total_ != reported_) reportProgress(Clock::now());
+    client_->ended(std::nullopt, file_.release());
+  }
+  return true;
+}
+
+// A full disk may show only here. A server may send less than the rest and end well.
+std::optional<NSError> CurlTransfer::close() {
+  if (file_.rest() && total_ != expected_)
+    return urlError(NSURLErrorNetworkConnectionLost, "less came than the rest of the file");
+  if (const int error = file_.finish()) return file_.error(error);
+  return std::nullopt;
 }
 
 void CurlTransfer::fail(const NSError& error) {
-  file_.remove();
+  if (error.domain == NSURLErrorDomain && error.code == NSURLErrorCancelled) {
+    file_.discard();
+  } else {
+    file_.abandon();
+  }
   client_->ended(error, {});
 }
 

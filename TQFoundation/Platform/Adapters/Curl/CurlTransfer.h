@@ -5,13 +5,12 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "TQFoundation/Platform/Files/TemporaryFile.h"
+#include "TQFoundation/Platform/Adapters/Curl/TransferFile.h"
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 
 namespace tq::internal {
@@ -23,11 +22,12 @@ class CurlClient {
   virtual void responded(NSHTTPURLResponse response) = 0;
   virtual void received(std::int64_t bytes, std::int64_t total, std::int64_t expected) = 0;
 
-  /// The last call. Without an error `file` holds the whole body and is the client's from now on.
-  virtual void ended(const std::optional<NSError>& error, const std::filesystem::path& file) = 0;
+  /// The last call. Without an error `file` is the whole body, and the client's from now on.
+  virtual void ended(const std::optional<NSError>& error, FinishedFile file) = 0;
 };
 
-/// One request on one libcurl handle, its body written to a temporary file.
+/// One request on one libcurl handle, or two when the rest of a file cannot be had; its body is written to a
+/// file.
 ///
 /// The engine's thread only, but for the constructor, `fail` and `urlError` before `prepare`.
 class CurlTransfer {
@@ -38,7 +38,7 @@ class CurlTransfer {
                const NSURLSessionConfiguration& configuration);
 
   /// Makes the handle for the request, and checks the destination when the session asks for that. Returns why
-  /// the request cannot be made. The time-out begins here.
+  /// the request cannot be made. The time-out begins here. Again, when `finish` asks for it.
   [[nodiscard]] std::optional<NSError> prepare();
 
   [[nodiscard]] CURL* handle() const { return handle_.get(); }
@@ -54,14 +54,15 @@ class CurlTransfer {
   /// When the transfer will have gone without a byte for too long.
   [[nodiscard]] Clock::time_point deadline() const { return lastByte_ + timeout_; }
 
-  /// Ends the transfer with libcurl's `result` and reports it to the client.
-  void finish(CURLcode result);
+  /// Ends the transfer with libcurl's `result` and reports it to the client. Returns false when the transfer
+  /// is to be made once more instead.
+  [[nodiscard]] bool finish(CURLcode result);
 
   /// Ends the transfer with `error` and reports it to the client.
   void fail(const NSError& error);
 
-  /// Removes the temporary file, and nothing else.
-  void removeFile() { file_.remove(); }
+  /// Gives up the file, and nothing else.
+  void abandonFile() { file_.abandon(); }
 
   /// The transfer's error of `code`, with a sentence that names the URL.
   [[nodiscard]] NSError urlError(std::int64_t code, std::string_view reason) const;
@@ -71,15 +72,21 @@ class CurlTransfer {
     void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
   };
 
+  struct HeadersCloser {
+    void operator()(curl_slist* headers) const { curl_slist_free_all(headers); }
+  };
+
   [[nodiscard]] bool applyOptions();
   [[nodiscard]] std::optional<NSError> checkDestination() const;
-  [[nodiscard]] bool openFile();
+  [[nodiscard]] bool applyRange();
   [[nodiscard]] bool acceptHeader(std::string_view line);
   void beginResponse();
   [[nodiscard]] bool write(const char* bytes, std::size_t count);
-  void beginBody();
+  [[nodiscard]] bool beginBody();
+  [[nodiscard]] ResponseHead responseHead() const;
   [[nodiscard]] bool leavesSpaceFor(std::int64_t count);
   void reportProgress(Clock::time_point now);
+  [[nodiscard]] std::optional<NSError> close();
   [[nodiscard]] NSError errorOf(CURLcode result) const;
   [[nodiscard]] bool refuse(NSError error);
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* self);
@@ -90,9 +97,10 @@ class CurlTransfer {
   const NSURLRequest request_;
   const NSURLSessionConfiguration configuration_;
   const std::chrono::milliseconds timeout_;
-  std::array<char, CURL_ERROR_SIZE> reason_{};  // libcurl writes to it: outlives the handle
+  std::array<char, CURL_ERROR_SIZE> reason_{};          // libcurl writes to it: outlives the handle
+  std::unique_ptr<curl_slist, HeadersCloser> headers_;  // and reads these
   std::unique_ptr<CURL, HandleCloser> handle_;
-  TemporaryFile file_;
+  TransferFile file_;
   std::optional<NSError> refusal_;  // why a callback ended the transfer
   int socketError_ = 0;             // why the system opened no socket, or 0
   std::size_t headerBytes_ = 0;     // of all responses and trailers
@@ -102,6 +110,7 @@ class CurlTransfer {
   std::int64_t reported_ = 0;
   std::int64_t checkedSpace_ = 0;  // bytes that may be written before the free space is read again
   bool bodyBegun_ = false;
+  bool asksAgain_ = false;  // the response is not the rest of the file: the whole is asked for instead
   Clock::time_point lastByte_;
   Clock::time_point lastReport_;
 };

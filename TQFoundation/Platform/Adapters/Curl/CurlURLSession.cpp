@@ -3,6 +3,7 @@
 #include "TQFoundation/Platform/Adapters/Curl/CurlEngine.h"
 #include "TQFoundation/Platform/Base/Guarded.h"
 #include "TQFoundation/Platform/Base/Mutex.h"
+#include "TQFoundation/Platform/Files/Flush.h"
 #include "TQFoundation/Platform/Queues/LibraryQueue.h"
 
 namespace tq {
@@ -10,6 +11,8 @@ namespace {
 
 using internal::CurlClient;
 using internal::CurlEngine;
+using internal::FinishedFile;
+using internal::flushToDisk;
 
 class CurlDownloadTask final : public NSURLSessionDownloadTask,
                                public CurlClient,
@@ -47,9 +50,10 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
     });
   }
 
-  void ended(const std::optional<NSError>& error, const std::filesystem::path& file) override {
-    if (!file.empty()) CurlEngine::shared().addFile(file);
-    queue_->async([self = shared_from_this(), error, file] { self->deliverEnd(error, file); });
+  void ended(const std::optional<NSError>& error, FinishedFile file) override {
+    if (!file.path.empty() && !file.partial) CurlEngine::shared().addFile(file.path);
+    queue_->async(
+        [self = shared_from_this(), error, file = std::move(file)] { self->deliverEnd(error, file); });
   }
 
  private:
@@ -60,13 +64,26 @@ class CurlDownloadTask final : public NSURLSessionDownloadTask,
     return true;
   }
 
-  void deliverEnd(const std::optional<NSError>& error, const std::filesystem::path& file) {
+  void deliverEnd(std::optional<NSError> error, const FinishedFile& file) {
     const auto delegate = std::move(delegate_);
-    if (!file.empty()) {
-      if (delegate) delegate->didFinishDownloadingToURL(*this, URL::fileURLWithPath(file));
-      CurlEngine::shared().removeFile(file);
+    if (!file.path.empty() && delegate) error = deliverFile(file.path, *delegate);
+    if (file.partial) {
+      file.partial->discard();
+    } else if (!file.path.empty()) {
+      CurlEngine::shared().removeFile(file.path);
     }
     if (delegate) delegate->didCompleteWithError(*this, error);
+  }
+
+  // The bytes are on the disk before the file gets its name, and the name before the transfer ends.
+  std::optional<NSError> deliverFile(const std::filesystem::path& file,
+                                     NSURLSessionDownloadDelegate& delegate) {
+    if (configuration_.durable)
+      if (const int error = flushToDisk(file)) return fileWriteError(error, file, "cannot write to");
+    delegate.didFinishDownloadingToURL(*this, URL::fileURLWithPath(file));
+    if (configuration_.durable && !configuration_.destinationFolder.empty())
+      static_cast<void>(flushToDisk(configuration_.destinationFolder));
+    return std::nullopt;
   }
 
   const NSURLRequest request_;

@@ -128,6 +128,27 @@ TEST_F(CloudVideos, FractionsStayWithinBoundsWhateverTheSessionSays) {
   fetched("film.mp4");
 }
 
+TEST_F(CloudVideos, GoOnFromWhereAFetchHasFailed) {
+  constexpr std::size_t kCut = 280'000;
+  const std::string film = film_ + std::string("\0\5\0\0free", 8) + std::string((5 << 16) - 8, '\0');
+  const std::string tag = "ETag: \"a\"\r\n";
+  ASSERT_GT(film.size(), kCut);
+  addToCloud("film.mp4", {.headers = tag, .body = film, .then = Then::close, .after = kCut});
+  const VideoRequested failed(manager, "film.mp4");
+  EXPECT_TRUE(failed.wait() && !failed->asset);
+  EXPECT_EQ(kept.files(), 2);
+  server.serve("/film.mp4", {.respond = [&](const std::string& request) {
+                 EXPECT_NE(request.find("Range: bytes=280000-\r\n"), std::string::npos);
+                 const std::string size = std::to_string(film.size());
+                 const std::string last = std::to_string(film.size() - 1);
+                 return Reply{.status = 206,
+                              .headers = tag + "Content-Range: bytes 280000-" + last + '/' + size + "\r\n",
+                              .body = film.substr(kCut)};
+               }});
+  EXPECT_EQ(readFile(fetched("film.mp4")), film);
+  EXPECT_EQ(kept.files(), 1);
+}
+
 TEST_F(CloudVideos, AskedForTwiceAtOnceBothCome) {
   addToCloud("film.mp4", {.body = film_, .pause = 1ms, .pauseEvery = 4'000});
   for (int round = 0; round < 10; ++round) {
@@ -146,7 +167,10 @@ TEST_F(CloudVideos, WhatGoesWrongOnTheWayOrMayNotBeFetchedIsToldAndNothingIsKept
       {"page.mp4", {.body = "<html></html>"}, kCorrupt, " is not playable: it is damaged"},
       {"empty.mp4", {.status = 204}, kCorrupt, " is not playable: the file is empty"},
       {"gone.mp4", {.status = 404, .body = film_}, NSURLErrorBadServerResponse, ": the server answered 404"},
-      {"part.mp4", {.status = 206, .body = film_}, NSURLErrorBadServerResponse, ": the server answered 206"},
+      {"part.mp4",
+       {.status = 206, .body = film_},
+       NSURLErrorBadServerResponse,
+       ": its response is a part that was not asked for"},
       {"away.mp4", {.status = 302, .body = film_}, NSURLErrorBadServerResponse, ": the server answered 302"},
       {"cut.mp4",
        {.raw = chunkedReply(film_.substr(0, film_.size() - 1))},

@@ -130,6 +130,7 @@ class TqFolders : public testing::Test {
   const std::string data_ = "XDG_DATA_HOME=" + (sandbox_.home / "data").string();
   const fs::path temporary_ = sandbox_.temporary / ("tq-" + std::to_string(::geteuid()));
   const fs::path cloud_ = temporary_ / "CloudMedias";
+  const fs::path partialFiles_ = sandbox_.home / ".cache/tq/PartialFiles";
   const fs::path content_ = sandbox_.home / "data/tq/InAppMessageContent";
 };
 
@@ -142,6 +143,9 @@ TEST_F(TqFolders, ShowsWhatEachHoldsInTheUsersLocale) {
                         cloud_.string() +
                         "\n"
                         "editing media  none             cannot be had\n"
+                        "partial files  none             " +
+                        partialFiles_.string() +
+                        "\n"
                         "videos         empty            " +
                         (sandbox_.home / "data/tq/RecommendedVideos").string() +
                         "\n"
@@ -157,9 +161,13 @@ TEST_F(TqFolders, CleansOnlyWhatItIsToldTo) {
   EXPECT_TRUE(fs::exists(cloud_ / "sub/b.mov"));
 
   fs::create_directories(content_);
+  fs::create_directories(partialFiles_);
+  writeFile(partialFiles_ / (".tq-" + std::string(64, 'a') + ".part"), "part");
+  fs::permissions(partialFiles_, fs::perms::owner_all);
   writeFile(content_ / "inAppMessageBackgroundImage.png", "image");
   const auto cleaned = run({"clean", "--yes"});
-  EXPECT_EQ(cleaned.out, "Removed:\ncloud media    3 files, 1.5 MB  " + cloud_.string() + "\n");
+  EXPECT_EQ(cleaned.out, "Removed:\ncloud media    3 files, 1.5 MB  " + cloud_.string() +
+                             "\npartial files  1 file, 4 bytes  " + partialFiles_.string() + "\n");
   EXPECT_EQ(cleaned.error, "");
   EXPECT_EQ(fs::file_size(sandbox_.root / "film"), 9'000'000U);
   EXPECT_THAT(run({"clean", "--yes", "--image"}).out, HasSubstr("message image  1 file, 5 bytes  "));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -166,6 +167,33 @@ TEST_F(Tq, EndsWithoutATraceAtEverySignal) {
       EXPECT_EQ(ended.out, "");
       EXPECT_EQ(sandbox_.temporary.files() + sandbox_.root.files(), 0);
     }
+  }
+}
+
+TEST_F(Tq, DownloadGoesOnFromWhereItWasInterruptedUnlessToldNotTo) {
+  const std::string body(900'000, 'v');
+  for (const bool resumes : {true, false}) {
+    Words arguments{"download", url_, file_};
+    if (!resumes) arguments.push_back("--no-resume");
+    server_.serve("/clip",
+                  {.headers = "ETag: \"a\"\r\n", .body = body, .then = Reply::Then::stall, .after = 600'000});
+    const int requests = server_.requests("/clip");
+    RunningTq tq(sandbox_, arguments);
+    ASSERT_TRUE(eventually([&] { return server_.requests("/clip") > requests; }));
+    ASSERT_TRUE(eventually([&] { return sandbox_.home.files() == (resumes ? 2 : 0); }));
+    tq.signal(SIGINT);
+    EXPECT_EQ(tq.finish().exitCode, 130);
+    EXPECT_EQ(sandbox_.home.files(), resumes ? 2 : 0);
+    std::atomic<bool> asksForTheRest = false;
+    server_.serve("/clip", {.respond = [&](const std::string& request) {
+                    asksForTheRest = request.find("If-Range: \"a\"\r\n") != std::string::npos;
+                    return Reply{.headers = "ETag: \"a\"\r\n", .body = body};
+                  }});
+    EXPECT_EQ(run(arguments).exitCode, 0);
+    EXPECT_EQ(asksForTheRest, resumes);
+    EXPECT_EQ(readFile(file_), body);
+    EXPECT_EQ(sandbox_.home.files(), 0);
+    fs::remove(file_);
   }
 }
 

@@ -1,11 +1,15 @@
 #include "tools/tq/DownloadCommand.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <memory>
 #include <optional>
 #include <system_error>
 
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "tools/tq/Outcome.h"
 #include "tools/tq/Progress.h"
 #include "tools/tq/Text.h"
@@ -58,6 +62,13 @@ std::optional<std::string> obstacleAt(const fs::path& file) {
   return std::nullopt;
 }
 
+bool onSameVolume(const fs::path& folder, fs::path other) {
+  while (::access(other.c_str(), F_OK) != 0 && other.has_relative_path()) other = other.parent_path();
+  struct stat a {};
+  struct stat b {};
+  return ::stat(folder.c_str(), &a) == 0 && ::stat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev;
+}
+
 void warnAboutStatus(const TQFileDownloader& downloader, const DownloadRequest& request) {
   const auto task = downloader.downloadTask();
   const auto response = task ? task->response() : std::nullopt;
@@ -66,28 +77,37 @@ void warnAboutStatus(const TQFileDownloader& downloader, const DownloadRequest& 
       request.file.string() + " holds is its answer, hardly the file that was meant");
 }
 
-// Sessions that make sure of the folder before the request, so that no body is fetched in vain, and that
-// leave the volume the space that videos need.
-std::shared_ptr<NSURLSession> makeSession(NSURLSessionConfiguration configuration,
-                                          std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
-  configuration.checksDestinationFolder = true;
-  configuration.minimumFreeBytes = kMinDiskspace;
-  return NSURLSession::sessionWithConfiguration(configuration, std::move(delegate));
+// Makes sessions that make sure of the folder before the request, so that no body is fetched in vain, and
+// that leave the volume the space that videos need. The partial file lies where the finished one can be had
+// by a rename.
+NSURLSessionMaker sessionsFor(const DownloadRequest& request) {
+  return [resumes = request.resumes](NSURLSessionConfiguration configuration,
+                                     std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+    configuration.checksDestinationFolder = true;
+    configuration.minimumFreeBytes = kMinDiskspace;
+    configuration.durable = true;
+    const fs::path common = partialFilesFolder();
+    const fs::path& own = configuration.destinationFolder;
+    if (resumes) configuration.partials = {.folder = onSameVolume(own, common) ? common : own, .key = {}};
+    return NSURLSession::sessionWithConfiguration(configuration, std::move(delegate));
+  };
 }
 
-// Downloads to the end, whichever it is; `screen` has received which.
+// Downloads to the end, whichever it is; `screen` has received which. Returns whether a signal came first. It
+// ends the program rather than the transfer, where there is a partial file to be continued by the next run.
 bool runDownloader(const DownloadRequest& request, const URL& remote, DownloadScreen& screen,
                    std::shared_ptr<TQFileDownloader> downloader, const Interrupts& interrupts) {
   bool cancelled = false;
   downloader->downloadFileAtRemoteLocation(remote, URL::fileURLWithPath(request.file));
   runMainQueue(
-      interrupts, [&] { return screen.ended(); },
+      interrupts, [&] { return screen.ended() || (cancelled && request.resumes); },
       [&] {
         cancelled = true;
-        downloader->cancelFileDownload();
+        if (!request.resumes) downloader->cancelFileDownload();
       });
   screen.wipeProgress();
   if (screen.complete()) warnAboutStatus(*downloader, request);
+  if (!screen.ended()) return cancelled;
   const std::weak_ptr<const void> underWay = downloader;
   downloader = nullptr;
   runMainQueueUntilReleased(underWay);
@@ -103,7 +123,7 @@ int download(const DownloadRequest& request, const Interrupts& interrupts) {
   if (const auto obstacle = obstacleAt(request.file)) return fail(*obstacle);
 
   const auto screen = std::make_shared<DownloadScreen>(request.file.filename().string());
-  auto downloader = TQFileDownloader::make({.makeSession = makeSession});
+  auto downloader = TQFileDownloader::make({.makeSession = sessionsFor(request)});
   downloader->setDownloadDelegate(screen);
   const bool cancelled = runDownloader(request, *remote, *screen, std::move(downloader), interrupts);
   if (screen->complete()) {

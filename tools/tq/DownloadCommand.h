@@ -11,6 +11,7 @@ namespace tq::tool {
 struct DownloadRequest {
   std::string url;
   std::filesystem::path file;  ///< Must not exist, and its folder must.
+  bool resumes = true;         ///< Continues where an earlier download of the URL has ended.
 };
 
 /// Downloads the file, showing how far it is, and answers what the program ends with.

@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "TQFoundation/Extensions/TQFileManagerExtensions.h"
+#include "TQFoundation/Platform/Files/Leftovers.h"
+#include "TQFoundation/Platform/Folders/Directories.h"
 #include "TQFoundation/Platform/Formatting/NSByteCountFormatter.h"
 #include "TQFoundation/Platform/Log/Log.h"
 #include "tools/tq/Outcome.h"
@@ -89,7 +91,8 @@ Place imagePlace() {
 
 std::vector<Place> mediaPlaces() {
   return {folderPlace("cloud media", cloudMediaDirectoryPath()),
-          folderPlace("editing media", editingMediaContainerDirectoryPath())};
+          folderPlace("editing media", editingMediaContainerDirectoryPath()),
+          place("partial files", partialFilesFolder())};
 }
 
 std::string padded(std::string text, std::size_t columns) {
@@ -139,6 +142,13 @@ std::optional<int> refusal(const std::vector<Place>& places, const Interrupts& i
   return answer ? kExitFailure : kExitInterrupted;
 }
 
+// Those of transfers that are under way stay.
+void removePartialFiles() {
+  std::error_code ignored;
+  removeLeftovers(partialFilesFolder(), {.temporaryFiles = {}, .partialFiles = {}});
+  fs::remove(partialFilesFolder(), ignored);
+}
+
 int reportRemoved(const std::vector<Place>& places) {
   std::vector<Place> removed;
   std::copy_if(places.begin(), places.end(), std::back_inserter(removed),
@@ -167,6 +177,7 @@ int clean(const CleanRequest& request, const Interrupts& interrupts) {
   if (!request.isConfirmed)
     if (const auto refused = refusal(places, interrupts)) return *refused;
   cleanTemporaryFiles();
+  removePartialFiles();
   if (request.image) removeInAppMessageBackgroundImage();
   return reportRemoved(places);
 }

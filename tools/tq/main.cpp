@@ -78,9 +78,13 @@ void addDownload(CLI::App& app, Commands& commands) {
   command->add_option("FILE", request->file, "Where to put it: must not exist, and its folder must")
       ->required()
       ->type_name("");
-  command->footer(std::string("The file appears complete or not at all, and never over another one. What a\n"
-                              "server sends with a status like 404 is a file too: tq keeps it and warns.\n") +
-                  kCancelWords);
+  command->add_flag("!--no-resume", request->resumes, "Fetch all of it, and keep nothing when it fails");
+  command->footer(
+      std::string("The file appears complete or not at all, and never over another one. What a\n"
+                  "server sends with a status like 404 is a file too: tq keeps it and warns.\n"
+                  "What has come before a failure or a signal is kept for a week: the same download\n"
+                  "goes on from there, provided that the server still has the same file.\n") +
+      kCancelWords);
   commands.push_back(
       {command, [request](const Interrupts& interrupts) { return download(*request, interrupts); }});
 }

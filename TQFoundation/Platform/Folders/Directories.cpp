@@ -169,6 +169,11 @@ fs::path userCacheFolder() {
   return ownFolder("XDG_CACHE_HOME", ".cache");
 }
 
+fs::path partialFilesFolder() {
+  const fs::path own = userCacheFolder();
+  return (own.empty() ? NSTemporaryDirectory() : own) / "PartialFiles";
+}
+
 std::vector<fs::path> applicationSupportDirectories() {
   fs::path folder = ownFolder("XDG_DATA_HOME", ".local/share");
   if (folder.empty()) return {};

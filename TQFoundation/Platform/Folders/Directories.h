@@ -44,6 +44,10 @@ enum class UserFolder { documents, videos };
 /// the program's name beneath. It need not exist. Empty when there is no home.
 [[nodiscard]] TQ_API std::filesystem::path userCacheFolder();
 
+/// The folder for the partial files of transfers: "PartialFiles" in `userCacheFolder()`, without a home in
+/// `NSTemporaryDirectory()`. It need not exist.
+[[nodiscard]] TQ_API std::filesystem::path partialFilesFolder();
+
 /// The folders for what the program keeps for its user, the one to write to first: `XDG_DATA_HOME`, else
 /// ".local/share" in the home folder, and the program's name beneath. They need not exist. None without a
 /// home.

@@ -1,40 +1,16 @@
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/CloudCache.h"
 
-extern "C" {
-#include <libavutil/mem.h>
-#include <libavutil/sha.h>
-}
-
-#include <array>
-#include <cstdint>
-#include <memory>
-#include <new>
 #include <system_error>
+#include <utility>
 
 #include "TQFoundation/Platform/Adapters/DirectoryPhotoLibrary/VideoFolder.h"
+#include "TQFoundation/Platform/Base/Sha256.h"
 #include "TQFoundation/Platform/Files/NSFileManager.h"
 
 namespace tq::internal {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int kHashBits = 256;
-
-std::string hexHash(std::string_view text) {
-  const std::unique_ptr<AVSHA, decltype(&av_free)> hash(av_sha_alloc(), &av_free);
-  if (!hash) throw std::bad_alloc();
-  std::array<std::uint8_t, kHashBits / 8> digest{};
-  av_sha_init(hash.get(), kHashBits);
-  av_sha_update(hash.get(), reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-  av_sha_final(hash.get(), digest.data());
-  std::string hex;
-  for (const std::uint8_t byte : digest) {
-    hex += "0123456789abcdef"[byte >> 4];
-    hex += "0123456789abcdef"[byte & 15];
-  }
-  return hex;
-}
 
 // Whether another fetch of the same original may be better than the file that has been looked into.
 bool isWorthAnother(const VideoProbe& probe) {
@@ -58,7 +34,8 @@ std::optional<NSError> replace(const fs::path& fetched, const fs::path& damaged)
 
 }  // namespace
 
-CloudCache::CloudCache(fs::path folder, const fs::path& library) : folder_(std::move(folder)) {
+CloudCache::CloudCache(fs::path folder, fs::path partialFiles, const fs::path& library)
+    : folder_(std::move(folder)), partialFiles_(std::move(partialFiles)) {
   std::error_code error;
   library_ = fs::weakly_canonical(library, error);
   if (error) library_ = library;
@@ -66,9 +43,12 @@ CloudCache::CloudCache(fs::path folder, const fs::path& library) : folder_(std::
 
 CloudOriginal CloudCache::original(const std::string& identifier, const URL& url) const {
   // None of the three can hold a zero byte.
-  std::string key = hexHash(library_.native() + '\0' + identifier + '\0' + url.absoluteString());
+  std::string key = sha256(library_.native() + '\0' + identifier + '\0' + url.absoluteString());
   if (hasVideoExtension(identifier)) key += fs::path(identifier).extension().native();
-  return {.url = url, .name = "the original of " + shownName(identifier), .file = folder_ / key};
+  return {.url = url,
+          .name = "the original of " + shownName(identifier),
+          .file = folder_ / key,
+          .partialFiles = partialFiles_};
 }
 
 std::optional<VideoProbe> CloudCache::find(const CloudOriginal& original,

@@ -14,8 +14,9 @@ namespace tq::internal {
 /// One original of the cloud, and where it is kept once it has been fetched.
 struct CloudOriginal {
   URL url;
-  std::string name;            ///< What errors call it; without the URL, which may hold secrets.
-  std::filesystem::path file;  ///< In the cache.
+  std::string name;                    ///< What errors call it; without the URL, which may hold secrets.
+  std::filesystem::path file;          ///< In the cache.
+  std::filesystem::path partialFiles;  ///< The folder for what has come of it so far.
 };
 
 /// The folder of the originals fetched so far. Several libraries and processes may share one. What comes in
@@ -25,8 +26,10 @@ struct CloudOriginal {
 /// leaves the good file of the earlier one alone.
 class CloudCache {
  public:
-  /// A cache in `folder` for the originals of the video folder `library`.
-  CloudCache(std::filesystem::path folder, const std::filesystem::path& library);
+  /// A cache in `folder` for the originals of the video folder `library`, with partial files in
+  /// `partialFiles`.
+  CloudCache(std::filesystem::path folder, std::filesystem::path partialFiles,
+             const std::filesystem::path& library);
 
   [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
 
@@ -44,6 +47,7 @@ class CloudCache {
 
  private:
   std::filesystem::path folder_;
+  std::filesystem::path partialFiles_;
   std::filesystem::path library_;
 };
 

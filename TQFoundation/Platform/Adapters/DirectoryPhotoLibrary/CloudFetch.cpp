@@ -13,10 +13,11 @@ int statusOf(const NSURLSessionDownloadTask& task) {
   return response ? response->statusCode : 0;
 }
 
-// Whether the body is the original. Nobody has asked for a part of it.
+// Whether the file is the original. A part is, when the session has asked for it and put it to what it had.
 bool isWhole(const NSURLSessionDownloadTask& task) {
+  const auto response = task.response();
   const int status = statusOf(task);
-  return status / 100 == 2 && status != kPartialContent;
+  return status / 100 == 2 && (status != kPartialContent || response->continuedFrom > 0);
 }
 
 }  // namespace
@@ -27,6 +28,8 @@ std::shared_ptr<NSURLSessionDownloadTask> CloudFetch::start(const NSURLSessionMa
                                                             Callbacks callbacks) {
   auto configuration = NSURLSessionConfiguration::defaultSessionConfiguration();
   configuration.destinationFolder = original.file.parent_path();
+  configuration.durable = true;
+  configuration.partials = {.folder = original.partialFiles, .key = original.file.filename().string()};
   const NSURLRequest request{.url = original.url};
   const std::shared_ptr<CloudFetch> fetch(
       new CloudFetch(std::move(original), cancelled, std::move(callbacks)));

@@ -19,6 +19,7 @@ using internal::VideoRequest;
 using internal::VideoStores;
 
 constexpr const char* kCacheFolder = "CloudVideos";
+constexpr const char* kPartialFiles = "PartialFiles";
 
 // Absolute, so that a later change of the working folder changes nothing.
 fs::path fixed(const fs::path& folder) {
@@ -70,7 +71,9 @@ class Library final : public DirectoryImageManager, public std::enable_shared_fr
 std::shared_ptr<DirectoryImageManager> DirectoryImageManager::make(fs::path folder,
                                                                    DirectoryImageManagerOptions options) {
   folder = fixed(folder);
-  CloudCache cache(cacheFolderOf(options), folder);
+  const fs::path cacheFolder = cacheFolderOf(options);
+  const bool isDefault = options.cacheFolder.empty();
+  CloudCache cache(cacheFolder, isDefault ? partialFilesFolder() : cacheFolder / kPartialFiles, folder);
   return std::make_shared<Library>(VideoStores{.folder = VideoFolder(std::move(folder)),
                                                .cache = std::move(cache),
                                                .makeSession = std::move(options.makeSession)});

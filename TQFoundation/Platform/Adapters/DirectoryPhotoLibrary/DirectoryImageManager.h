@@ -13,7 +13,9 @@ namespace tq {
 
 /// The options of a directory photo library.
 struct DirectoryImageManagerOptions {
-  /// Where originals fetched from the cloud are kept. Empty: "CloudVideos" in `userCacheFolder()`.
+  /// Where originals fetched from the cloud are kept. Empty: "CloudVideos" in `userCacheFolder()`. What has
+  /// come of an original when its fetch fails or the program ends is kept in "PartialFiles" there (empty: in
+  /// `partialFilesFolder()`), and the next fetch continues with it.
   std::filesystem::path cacheFolder = {};
 
   /// How originals are fetched.

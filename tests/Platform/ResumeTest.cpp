@@ -210,6 +210,15 @@ TEST_F(Resume, KeepsOrDropsWhatItHasByTheStatusAndHandsOverTheBodyOfThat) {
   EXPECT_TRUE(recorder_->body == kNew);
 }
 
+TEST_F(Resume, TakesNoByteOfAFileThatTheVolumeCannotHold) {
+  server_.serve("/clip",
+                {.raw = "HTTP/1.1 200 Reply\r\nETag: \"old\"\r\nContent-Length: 1125899906842624\r\n\r\nfilm",
+                 .then = Then::stall});
+  EXPECT_EQ(fetch(), NSFileWriteOutOfSpaceError);
+  EXPECT_EQ(recorder_->events, (std::vector<std::string>{"end"}));
+  EXPECT_EQ(folder_.files(), 0);
+}
+
 TEST_F(Resume, AsksForTheLastByteOfAWholeFileThatWasNeverMoved) {
   leavePartial();
   {

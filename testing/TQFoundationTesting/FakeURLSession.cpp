@@ -1,5 +1,6 @@
 #include "TQFoundationTesting/FakeURLSession.h"
 
+#include <iterator>
 #include <utility>
 
 #include "TQFoundation/Platform/Base/Guarded.h"
@@ -44,7 +45,8 @@ class FakeDownloadTask final : public NSURLSessionDownloadTask,
     auto& totals = reply_.progress;
     const bool whole = !reply_.error && !reply_.stalls;
     if (whole && size > 0 && (totals.empty() || totals.back() != size)) totals.push_back(size);
-    if (!reply_.error) response_.set(NSHTTPURLResponse{.statusCode = reply_.status});
+    if (!reply_.error)
+      response_.set(NSHTTPURLResponse{.statusCode = reply_.status, .retryAfter = reply_.retryAfter});
     step(0, 0);
   }
 
@@ -115,6 +117,12 @@ void FakeNetwork::add(const std::string& url, FakeReply reply) {
   replies_.insert_or_assign(url, std::move(reply));
 }
 
+void FakeNetwork::addNext(const std::string& url, std::vector<FakeReply> replies) {
+  const std::scoped_lock lock(mutex_);
+  auto& next = next_[url];
+  next.insert(next.end(), std::make_move_iterator(replies.begin()), std::make_move_iterator(replies.end()));
+}
+
 NSURLSessionMaker FakeNetwork::maker() {
   return [self = shared_from_this()](const NSURLSessionConfiguration&,
                                      std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
@@ -131,6 +139,11 @@ int FakeNetwork::requests(const std::string& url) const {
 FakeReply FakeNetwork::answer(const std::string& url) {
   const std::scoped_lock lock(mutex_);
   ++requests_[url];
+  if (auto& next = next_[url]; !next.empty()) {
+    auto reply = std::move(next.front());
+    next.pop_front();
+    return reply;
+  }
   if (const auto found = replies_.find(url); found != replies_.end()) return found->second;
   return {.error = makeError(NSURLErrorDomain, NSURLErrorCannotFindHost,
                              "cannot fetch " + withoutSecrets(url) + ": no such host")};

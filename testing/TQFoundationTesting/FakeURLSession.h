@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -18,6 +20,7 @@ namespace tq {
 struct FakeReply {
   std::string body = {};
   int status = 200;
+  std::optional<std::chrono::seconds> retryAfter = {};
   std::vector<std::int64_t> progress = {};    ///< Totals to report while the body comes; its size ends them.
   std::optional<std::int64_t> expected = {};  ///< The length announced, -1 for none. Absent: the body's.
   std::optional<NSError> error = {};          ///< Ends the transfer after the progress; no file then.
@@ -42,6 +45,9 @@ class TQ_API FakeNetwork final : public std::enable_shared_from_this<FakeNetwork
   /// Sets what `url` answers from the next request on.
   void add(const std::string& url, FakeReply reply);
 
+  /// Sets what `url` answers to its next requests, one each, before what was set by `add`.
+  void addNext(const std::string& url, std::vector<FakeReply> replies);
+
   /// Makes sessions over this network.
   [[nodiscard]] NSURLSessionMaker maker();
 
@@ -56,6 +62,7 @@ class TQ_API FakeNetwork final : public std::enable_shared_from_this<FakeNetwork
   const std::shared_ptr<DispatchQueue> queue_;
   mutable std::mutex mutex_;
   std::map<std::string, FakeReply> replies_;
+  std::map<std::string, std::deque<FakeReply>> next_;
   std::map<std::string, int> requests_;
 };
 

@@ -51,6 +51,7 @@ inline constexpr std::int64_t NSURLErrorCannotConnectToHost = -1004;
 inline constexpr std::int64_t NSURLErrorNetworkConnectionLost = -1005;
 inline constexpr std::int64_t NSURLErrorHTTPTooManyRedirects = -1007;
 inline constexpr std::int64_t NSURLErrorResourceUnavailable = -1008;
+inline constexpr std::int64_t NSURLErrorNotConnectedToInternet = -1009;
 inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
 inline constexpr std::int64_t NSURLErrorServerCertificateUntrusted = -1202;

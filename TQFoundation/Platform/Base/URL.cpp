@@ -81,6 +81,11 @@ std::optional<std::vector<URLQueryItem>> URL::queryItems() const {
   return items;
 }
 
+std::string URL::host() const {
+  const auto parsed = boost::urls::parse_uri_reference(text_);
+  return parsed ? lowered(parsed->host_address()) : std::string();
+}
+
 std::optional<std::filesystem::path> URL::filePath() const {
   if (scheme_ != "file") return std::nullopt;
   const auto parsed = boost::urls::parse_uri_reference(text_);

@@ -40,6 +40,9 @@ class TQ_API URL {
   /// The scheme in lower case, empty for a relative reference.
   [[nodiscard]] const std::string& scheme() const { return scheme_; }
 
+  /// The host in lower case, without the brackets of an IPv6 address; empty where none is named.
+  [[nodiscard]] std::string host() const;
+
   /// Whether the scheme is http or https and a host is named: "http:/host/clip" has none.
   [[nodiscard]] bool isHTTP() const { return hasHost_ && (scheme_ == "http" || scheme_ == "https"); }
 

@@ -112,7 +112,7 @@ TEST_F(Tq, RefusesWithASentenceAndItsExitCode) {
       {1, "No such file or directory", {"load", library_ + "/nowhere"}},
       {1, "broken.mp4 is not playable", {"load", library_, "gradients.avi", "broken.mp4"}},
       {1, "cannot fetch", {"load", library_, "cloud.mp4"}},
-      {1, "cannot fetch", {"download", away, file_}},
+      {1, "cannot fetch", {"download", "--retries", "0", away, file_}},
       {1, "no http or https URL", {"download", "http://a b", file_}},
       {1, "there is no folder", {"download", away, file_ + "/a"}},
       {1, "is a folder", {"download", away, library_}},

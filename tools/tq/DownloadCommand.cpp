@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -10,6 +12,7 @@
 #include "TQFoundation/MediaLoading/TQDiskSpaceHandler.h"
 #include "TQFoundation/MediaLoading/TQFileDownloader.h"
 #include "TQFoundation/Platform/Folders/Directories.h"
+#include "TQFoundation/Transfers/PersistentSessions.h"
 #include "tools/tq/Outcome.h"
 #include "tools/tq/Progress.h"
 #include "tools/tq/Text.h"
@@ -18,6 +21,15 @@ namespace tq::tool {
 namespace {
 
 namespace fs = std::filesystem;
+
+// What a transfer waits for, in words.
+std::string newsOf(const TransferStatus& status) {
+  using Waiting = TransferStatus::Waiting;
+  if (status.waiting == Waiting::forNetwork) return "waiting for the network";
+  if (status.waiting == Waiting::forSpace) return "waiting for space";
+  const auto pause = std::chrono::ceil<std::chrono::seconds>(status.until - Clock::shared()->now());
+  return "again in " + std::to_string(std::max<std::int64_t>(pause.count(), 0)) + " s";
+}
 
 class DownloadScreen final : public TQFileDownloaderDelegate {
  public:
@@ -34,6 +46,11 @@ class DownloadScreen final : public TQFileDownloaderDelegate {
   void didFinishFileDownloadingWithError(const std::optional<NSError>& error) override {
     if (!error_) error_ = error;
     ended_ = true;
+  }
+
+  void waits(const TransferStatus& status) {
+    if (!progress_ || ended_ || status.waiting == TransferStatus::Waiting::forNothing) return;
+    progress_->showNews(label_ + ": " + newsOf(status));
   }
 
   void wipeProgress() { progress_.reset(); }
@@ -77,12 +94,14 @@ void warnAboutStatus(const TQFileDownloader& downloader, const DownloadRequest& 
       request.file.string() + " holds is its answer, hardly the file that was meant");
 }
 
-// Makes sessions that make sure of the folder before the request, so that no body is fetched in vain, and
-// that leave the volume the space that videos need. The partial file lies where the finished one can be had
-// by a rename.
-NSURLSessionMaker sessionsFor(const DownloadRequest& request) {
-  return [resumes = request.resumes](NSURLSessionConfiguration configuration,
-                                     std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+// Makes sessions that try again what fails in passing, that make sure of the folder before the request, so
+// that no body is fetched in vain, and that leave the volume the space that videos need. The partial file is
+// where the finished one can be had by a rename.
+NSURLSessionMaker sessionsFor(const DownloadRequest& request, std::weak_ptr<DownloadScreen> screen) {
+  NSURLSessionMaker inner = [resumes = request.resumes, timeout = std::chrono::seconds(request.timeout)](
+                                NSURLSessionConfiguration configuration,
+                                std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+    configuration.timeoutIntervalForRequest = timeout;
     configuration.checksDestinationFolder = true;
     configuration.minimumFreeBytes = kMinDiskspace;
     configuration.durable = true;
@@ -91,6 +110,12 @@ NSURLSessionMaker sessionsFor(const DownloadRequest& request) {
     if (resumes) configuration.partials = {.folder = onSameVolume(own, common) ? common : own, .key = {}};
     return NSURLSession::sessionWithConfiguration(configuration, std::move(delegate));
   };
+  return persistentSessions(std::move(inner), {.attemptsWithoutProgress = request.retries + 1},
+                            [screen = std::move(screen)](const URL&, const TransferStatus& status) {
+                              DispatchQueue::main()->async([screen, status] {
+                                if (const auto shown = screen.lock()) shown->waits(status);
+                              });
+                            });
 }
 
 // Downloads to the end, whichever it is; `screen` has received which. Returns whether a signal came first. It
@@ -123,7 +148,7 @@ int download(const DownloadRequest& request, const Interrupts& interrupts) {
   if (const auto obstacle = obstacleAt(request.file)) return fail(*obstacle);
 
   const auto screen = std::make_shared<DownloadScreen>(request.file.filename().string());
-  auto downloader = TQFileDownloader::make({.makeSession = sessionsFor(request)});
+  auto downloader = TQFileDownloader::make({.makeSession = sessionsFor(request, screen)});
   downloader->setDownloadDelegate(screen);
   const bool cancelled = runDownloader(request, *remote, *screen, std::move(downloader), interrupts);
   if (screen->complete()) {

@@ -48,6 +48,12 @@ std::string wanderingBar(std::size_t tick) {
   return '[' + std::string(before, '.') + std::string(mark, '#') + std::string(way - before, '.') + ']';
 }
 
+std::string percentage(double fraction) {
+  char figure[16];
+  std::snprintf(figure, sizeof figure, "%3d %%", static_cast<int>(fraction * 100));
+  return figure;
+}
+
 }  // namespace
 
 Progress::Progress(std::string done) : done_(std::move(done)), onTerminal_(standardErrorIsTerminal()) {}
@@ -60,12 +66,15 @@ void Progress::show(double fraction, std::string_view label) {
   if (fraction > fraction_) fraction_ = std::min(fraction, 1.0);
   const auto percent = static_cast<int>(fraction_ * 100);
   if (onTerminal_) {
-    char figure[16];
-    std::snprintf(figure, sizeof figure, "%3d %%", percent);
-    redraw(filledBar(fraction_), figure, label);
+    redraw(filledBar(fraction_), percentage(fraction_), label);
   } else if (percent / 10 > std::exchange(tenthsTold_, percent / 10)) {
     say(done_ + ' ' + std::to_string(tenthsTold_ * 10) + " %");
   }
+}
+
+void Progress::showNews(std::string_view text) {
+  if (onTerminal_) return redraw(filledBar(fraction_), percentage(fraction_), text);
+  say(text);
 }
 
 void Progress::showUnknown(std::string_view label) {

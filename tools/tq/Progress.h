@@ -22,6 +22,9 @@ class Progress {
   /// before, or no number, counts as no news.
   void show(double fraction, std::string_view label);
 
+  /// Shows `text` where the label is; off a terminal as a line of its own.
+  void showNews(std::string_view text);
+
   /// Shows work of unknown length.
   void showUnknown(std::string_view label);
 

@@ -79,11 +79,19 @@ void addDownload(CLI::App& app, Commands& commands) {
       ->required()
       ->type_name("");
   command->add_flag("!--no-resume", request->resumes, "Fetch all of it, and keep nothing when it fails");
+  command->add_option("--retries", request->retries, "Further tries after a failure (4)")
+      ->type_name("N")
+      ->check(CLI::Range(0, 1000));
+  command->add_option("--timeout", request->timeout, "How long a try goes on without a byte (60)")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1, 86'400));
   command->footer(
       std::string("The file appears complete or not at all, and never over another one. What a\n"
                   "server sends with a status like 404 is a file too: tq keeps it and warns.\n"
                   "What has come before a failure or a signal is kept for a week: the same download\n"
-                  "goes on from there, provided that the server still has the same file.\n") +
+                  "goes on from there, provided that the server still has the same file. What\n"
+                  "fails in passing is tried again; tries that brought something new, and waiting\n"
+                  "for the network, count nothing.\n") +
       kCancelWords);
   commands.push_back(
       {command, [request](const Interrupts& interrupts) { return download(*request, interrupts); }});

@@ -127,7 +127,7 @@ int main(int argc, char** argv) {
   print(kArea, {.work = "a transition with no message handled (limit: the look-ups)",
                 .unit = "ns",
                 .samples = samples["none"],
-                .target = 2.0,
+                .target = 1.3,
                 .against = Figure::Against::limit});
 #if TQ_PEER_QTSCXML
   print(kArea, {.work = "a transition with seven messages handled, beside a framework",

@@ -36,6 +36,14 @@ fs::path cacheFolderOf(const DirectoryImageManagerOptions& options) {
   return (own.empty() ? NSTemporaryDirectory() : own) / kCacheFolder;
 }
 
+NSURLSessionMaker sessionsOf(const DirectoryImageManagerOptions& options) {
+  return [inner = options.makeSession, free = options.minimumFreeBytes](
+             NSURLSessionConfiguration configuration, std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+    configuration.minimumFreeBytes = free;
+    return inner(configuration, std::move(delegate));
+  };
+}
+
 class Library final : public DirectoryImageManager, public std::enable_shared_from_this<Library> {
  public:
   explicit Library(VideoStores stores) : stores_(std::make_shared<const VideoStores>(std::move(stores))) {}
@@ -76,7 +84,7 @@ std::shared_ptr<DirectoryImageManager> DirectoryImageManager::make(fs::path fold
   CloudCache cache(cacheFolder, isDefault ? partialFilesFolder() : cacheFolder / kPartialFiles, folder);
   return std::make_shared<Library>(VideoStores{.folder = VideoFolder(std::move(folder)),
                                                .cache = std::move(cache),
-                                               .makeSession = std::move(options.makeSession)});
+                                               .makeSession = sessionsOf(options)});
 }
 
 const std::shared_ptr<PHImageManager>& PHImageManager::defaultManager() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -20,6 +21,10 @@ struct DirectoryImageManagerOptions {
 
   /// How originals are fetched.
   NSURLSessionMaker makeSession = NSURLSession::sessionWithConfiguration;
+
+  /// The bytes that a fetch leaves free on the volume of the cache, also when the server does not announce a
+  /// length: as many as must be free before a video is loaded.
+  std::uint64_t minimumFreeBytes = 314'572'800;
 };
 
 /// The videos of a folder, or why it cannot be listed.

@@ -160,6 +160,15 @@ TEST_F(CloudVideos, AskedForTwiceAtOnceBothCome) {
   }
 }
 
+TEST_F(CloudVideos, AFetchLeavesTheSpaceFreeThatIsAskedFor) {
+  addToCloud("film.mp4", {.body = film_});
+  manager = DirectoryImageManager::make(
+      folder.path(), {.cacheFolder = kept / "cache/videos", .minimumFreeBytes = std::uint64_t{1} << 60});
+  const VideoRequested request(manager, "film.mp4");
+  request.expectRefusal(NSFileWriteOutOfSpaceError, "");
+  EXPECT_EQ(kept.files(), 0);
+}
+
 TEST_F(CloudVideos, WhatGoesWrongOnTheWayOrMayNotBeFetchedIsToldAndNothingIsKept) {
   constexpr auto kCorrupt = NSFileReadCorruptFileError;
   constexpr auto kLost = NSURLErrorNetworkConnectionLost;

@@ -147,6 +147,7 @@ TYPED_TEST_P(ReachabilityContract, NothingIsToldWithoutACallbackOrAQueue) {
 // What the network does while a callback runs comes with the next one, and does not show before.
 TYPED_TEST_P(ReachabilityContract, OnTheQueueTheFlagsAreThoseOfTheCallbackUntilTheNext) {
   struct Seen {
+    explicit Seen(TypeParam* in) : world(in) {}
     TypeParam* world;
     std::vector<SCNetworkReachabilityFlags> during{}, passed{};
     std::atomic<int> calls = 0;
@@ -179,6 +180,7 @@ TYPED_TEST_P(ReachabilityContract, OnTheQueueTheFlagsAreThoseOfTheCallbackUntilT
 
 TYPED_TEST_P(ReachabilityContract, ACallbackMayEndItAllAndReleaseTheTargetAndItself) {
   struct Held {
+    explicit Held(SCNetworkReachabilityRef watched) : target(std::move(watched)) {}
     SCNetworkReachabilityRef target;
     std::shared_ptr<Held> self{};
     std::promise<void> done{};

@@ -37,8 +37,9 @@ class Bytes {
     return value;
   }
   [[nodiscard]] std::uint64_t littleEndian(std::size_t begin) const {
-    return (*this)[begin] | (*this)[begin + 1] << 8 | (*this)[begin + 2] << 16 |
-           std::uint64_t{(*this)[begin + 3]} << 24;
+    std::uint64_t value = 0;
+    for (std::size_t i = begin + 4; i > begin; --i) value = value << 8 | (*this)[i - 1];
+    return value;
   }
 
  private:

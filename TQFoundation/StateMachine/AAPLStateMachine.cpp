@@ -47,7 +47,7 @@ bool AAPLStateMachineDelegate::missingTransitionFromState(const AAPLState&, cons
   return false;
 }
 
-bool AAPLStateMachine::attemptToSetCurrentState(AAPLRequestedState requested) {
+bool AAPLStateMachine::attemptToSetCurrentState(const AAPLRequestedState& requested) {
   const auto alive = weak_from_this().lock();
   const AAPLState from = currentState_;
   if (shouldLogStateTransitions_)

@@ -29,8 +29,8 @@ struct AAPLRequestedState {
   AAPLRequestedState(AAPLState name) : state(std::move(name)) {}  // NOLINT(*-explicit-*)
   AAPLRequestedState(std::nullptr_t) = delete;
   template <std::convertible_to<std::string_view> Text>
-  AAPLRequestedState(const Text& name)
-      : state(std::in_place, std::string_view(name)) {}  // NOLINT(*-explicit-*)
+  AAPLRequestedState(const Text& name)  // NOLINT(*-explicit-*)
+      : state(std::in_place, std::string_view(name)) {}
 
   AAPLState state;
 };
@@ -114,12 +114,12 @@ class TQ_API AAPLStateMachine : public AAPLStateMachineTarget,
   [[nodiscard]] const AAPLState& currentState() const { return currentState_; }
 
   /// Requests a change to `state`; `currentState` shows afterwards whether it took effect.
-  void setCurrentState(AAPLRequestedState state) { attemptToSetCurrentState(std::move(state)); }
+  void setCurrentState(const AAPLRequestedState& state) { attemptToSetCurrentState(state); }
 
   /// Requests a change to `state`. Returns whether the machine went to that very state; false also when a
   /// handler redirected it.
-  bool applyState(AAPLRequestedState state) { return attemptToSetCurrentState(std::move(state)); }
-  bool attemptToSetCurrentState(AAPLRequestedState state);
+  bool applyState(const AAPLRequestedState& state) { return attemptToSetCurrentState(state); }
+  bool attemptToSetCurrentState(const AAPLRequestedState& state);
 
   /// The table, read for every request: a derived class may supply its own. Never null.
   [[nodiscard]] virtual std::shared_ptr<const AAPLTransitions> validTransitions() const;

@@ -3,12 +3,14 @@
 #include <cstddef>
 #include <utility>
 
+#include "TQFoundation/Platform/Base/Export.h"
+
 namespace tq {
 
 /// Owns a file descriptor, or none (-1), and closes it when destroyed.
 ///
 /// Not thread-safe: one thread at a time.
-class FileDescriptor {
+class TQ_API FileDescriptor {
  public:
   explicit FileDescriptor(int number = -1) : number_(number) {}
   ~FileDescriptor();

@@ -57,7 +57,7 @@ std::int64_t sizeOf(const FileDescriptor& file) {
 
 }  // namespace
 
-PartialFile::PartialFile(fs::path stem, std::string hash)
+PartialFile::PartialFile(const fs::path& stem, std::string hash)
     : path_(withEnding(stem, kFileEnding)),
       journalPath_(withEnding(stem, kJournalEnding)),
       hash_(std::move(hash)) {}

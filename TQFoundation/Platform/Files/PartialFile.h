@@ -84,7 +84,7 @@ class PartialFile {
   static constexpr std::string_view kPrefix = ".tq-";
 
  private:
-  PartialFile(std::filesystem::path stem, std::string hash);
+  PartialFile(const std::filesystem::path& stem, std::string hash);
   [[nodiscard]] bool open(IfMissing ifMissing);
   [[nodiscard]] bool openJournal(IfMissing ifMissing);
   void readJournal();

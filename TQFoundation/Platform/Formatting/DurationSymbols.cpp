@@ -62,7 +62,8 @@ std::string separatorOf(const icu::Locale& locale, const std::string& two) {
 DurationSymbols DurationSymbols::of(const Locale& locale) {
   const icu::Locale name(locale.identifier().c_str());
   auto digits = digitsOf(name);
-  return {.separator = separatorOf(name, digits[2]), .digits = std::move(digits)};
+  auto separator = separatorOf(name, digits[2]);
+  return {.separator = std::move(separator), .digits = std::move(digits)};
 }
 
 }  // namespace tq::internal

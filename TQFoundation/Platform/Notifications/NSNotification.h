@@ -69,7 +69,7 @@ class TQ_API NSNotification {
 
     /// The text, for as long as this name or a copy of it lives.
     [[nodiscard]] constexpr std::string_view rawValue() const& noexcept { return rawValue_; }
-    std::string_view rawValue() const&& = delete;  // a temporary's text would be gone at once
+    [[nodiscard]] std::string_view rawValue() const&& = delete;  // a temporary's text would be gone at once
 
     /// Equal for equal names. Computed when the name is made: of constants, by the compiler.
     [[nodiscard]] constexpr std::size_t hash() const noexcept { return hash_; }
@@ -129,8 +129,8 @@ class TQ_API NSNotification {
    public:
     Object(std::nullptr_t = nullptr) {}  // NOLINT(*-explicit-*)
     template <class T>
-    Object(std::shared_ptr<T> object)
-        : object_(std::move(object)), type_(&typeid(T)) {}  // NOLINT(*-explicit-*)
+    Object(std::shared_ptr<T> object)  // NOLINT(*-explicit-*)
+        : object_(std::move(object)), type_(&typeid(T)) {}
 
    private:
     friend class NSNotification;

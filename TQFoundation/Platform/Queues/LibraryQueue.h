@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "TQFoundation/Platform/Base/Export.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
 
 namespace tq::internal {
@@ -10,6 +11,6 @@ namespace tq::internal {
 ///
 /// Its threads are apart from those of the other queues: tasks of the host may block on all of them, waiting
 /// for just such a delivery, and it still comes. Thread-safe.
-[[nodiscard]] std::shared_ptr<DispatchQueue> makeLibraryQueue();
+[[nodiscard]] TQ_API std::shared_ptr<DispatchQueue> makeLibraryQueue();
 
 }  // namespace tq::internal

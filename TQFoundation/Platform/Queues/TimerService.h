@@ -22,8 +22,8 @@ class TimerService {
   /// Names a call to come.
   struct Key {
     Clock::time_point moment;
-    std::uint64_t number = 0;  // in the order of the calls
-    friend auto operator<=>(const Key&, const Key&) = default;
+    std::uint64_t number = 0;                                   // in the order of the calls
+    friend auto operator<=>(const Key&, const Key&) = default;  // NOLINT(modernize-use-nullptr)
   };
 
   /// The moment `delay` from now; now if it is negative.

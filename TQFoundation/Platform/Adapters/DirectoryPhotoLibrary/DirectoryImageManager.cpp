@@ -36,9 +36,10 @@ fs::path cacheFolderOf(const DirectoryImageManagerOptions& options) {
   return (own.empty() ? NSTemporaryDirectory() : own) / kCacheFolder;
 }
 
-NSURLSessionMaker sessionsOf(const DirectoryImageManagerOptions& options) {
-  return [inner = options.makeSession, free = options.minimumFreeBytes](
-             NSURLSessionConfiguration configuration, std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
+// Sessions of `inner` that leave `free` bytes on the volume of their temporary files.
+NSURLSessionMaker sessionsThatLeave(std::uint64_t free, NSURLSessionMaker inner) {
+  return [inner = std::move(inner), free](NSURLSessionConfiguration configuration,
+                                          std::weak_ptr<NSURLSessionDownloadDelegate> delegate) {
     configuration.minimumFreeBytes = free;
     return inner(configuration, std::move(delegate));
   };
@@ -82,9 +83,10 @@ std::shared_ptr<DirectoryImageManager> DirectoryImageManager::make(fs::path fold
   const fs::path cacheFolder = cacheFolderOf(options);
   const bool isDefault = options.cacheFolder.empty();
   CloudCache cache(cacheFolder, isDefault ? partialFilesFolder() : cacheFolder / kPartialFiles, folder);
-  return std::make_shared<Library>(VideoStores{.folder = VideoFolder(std::move(folder)),
-                                               .cache = std::move(cache),
-                                               .makeSession = sessionsOf(options)});
+  return std::make_shared<Library>(VideoStores{
+      .folder = VideoFolder(std::move(folder)),
+      .cache = std::move(cache),
+      .makeSession = sessionsThatLeave(options.minimumFreeBytes, std::move(options.makeSession))});
 }
 
 const std::shared_ptr<PHImageManager>& PHImageManager::defaultManager() {

@@ -11,6 +11,7 @@
 #include "TQFoundation/Platform/Ports/NSURLSession.h"
 #include "TQFoundation/Platform/Ports/PHImageManager.h"
 #include "TQFoundation/Platform/Queues/DispatchQueue.h"
+#include "TQFoundation/Platform/Queues/LibraryQueue.h"
 
 namespace tq::internal {
 
@@ -46,7 +47,7 @@ class VideoRequest : public std::enable_shared_from_this<VideoRequest> {
   void fail(NSError error) { finish({.details = std::nullopt, .error = std::move(error)}); }
   void deliver(std::shared_ptr<AVAsset> asset, const PHImageInfo& info);
 
-  const std::shared_ptr<DispatchQueue> queue_ = DispatchQueue::serial();
+  const std::shared_ptr<DispatchQueue> queue_ = makeLibraryQueue();
   const std::shared_ptr<const VideoStores> stores_;
   const std::shared_ptr<const PHAsset> video_;
   std::atomic<bool> cancelled_ = false;

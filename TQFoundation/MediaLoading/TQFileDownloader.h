@@ -72,6 +72,10 @@ class TQ_API TQFileDownloader : public NSURLSessionDownloadDelegate,
     delegate_.set(std::move(delegate));
   }
 
+  /// A temporary would be gone at once, and never be called: it does not compile.
+  template <class T>
+  void setDownloadDelegate(std::shared_ptr<T>&& temporary) = delete;
+
   /// Of the latest download, also after its end; absent or null before the first.
   [[nodiscard]] std::optional<URL> localLocation() const { return localLocation_.get(); }
   [[nodiscard]] std::shared_ptr<NSURLSessionDownloadTask> downloadTask() const { return downloadTask_.get(); }

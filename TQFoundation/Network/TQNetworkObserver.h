@@ -46,6 +46,11 @@ class TQ_API TQNetworkObserver : public std::enable_shared_from_this<TQNetworkOb
     return observer;
   }
 
+  /// A temporary delegate would be gone at once, and never be called: it does not compile.
+  template <class Observer = TQNetworkObserver, class T>
+  static std::shared_ptr<Observer> initWithDelegate(std::shared_ptr<T>&& temporary,
+                                                    const TQReachabilityPorts& ports = {}) = delete;
+
   virtual ~TQNetworkObserver();
   TQNetworkObserver(const TQNetworkObserver&) = delete;
   TQNetworkObserver& operator=(const TQNetworkObserver&) = delete;

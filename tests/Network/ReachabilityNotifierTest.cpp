@@ -18,6 +18,14 @@
 namespace tq::tests {
 namespace {
 
+// A delegate that is a temporary would never be called.
+template <class Delegate>
+concept CanObserve = requires(Delegate&& delegate) {
+  TQNetworkObserver::initWithDelegate(std::forward<Delegate>(delegate));
+};
+using ObserverDelegate = std::shared_ptr<TQNetworkObserverDelegate>;
+static_assert(CanObserve<ObserverDelegate&> && !CanObserve<ObserverDelegate>);
+
 using Reports = std::vector<std::string>;
 
 constexpr auto kWiFi = kSCNetworkReachabilityFlagsReachable;
